@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# The whole test suite, headless: the QtTest suite in a debug build, the same
+# suite again under AddressSanitizer + UndefinedBehaviorSanitizer (+ leak
+# checking), and a short bounded run of every fuzzer over its seed corpus.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh --test
+export QT_QPA_PLATFORM=offscreen
+jobs=$(nproc)
+
+echo "== debug build and tests"
+cmake --preset dev >/dev/null
+cmake --build --preset dev -j"$jobs"
+ctest --preset dev
+
+echo "== sanitizer build and tests"
+cmake --preset asan >/dev/null
+cmake --build --preset asan -j"$jobs"
+ctest --preset asan
+
+echo "== fuzzers (short runs)"
+cmake --preset fuzz -DZELTO_FUZZ_SECONDS="${ZELTO_FUZZ_SECONDS:-20}" >/dev/null
+cmake --build --preset fuzz -j"$jobs"
+ctest --preset fuzz
