@@ -1,0 +1,307 @@
+#include "CPUHistory.h"
+#include "ChannelHistory.h"
+#include "CodecHistory.h"
+#include "HistoryFrames.h"
+#include "ProfilerNetwork.h"
+#include "StatsHistory.h"
+
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <functional>
+#include <limits>
+
+namespace {
+
+using Frames = QList<QByteArray>;
+using Ints = QList<int>;
+
+// One store behind the same calls, whatever its kind; the first field of a snapshot
+// serves as its marker.
+struct Probe
+{
+    QObject* store;
+    std::function<void(const Frames&)> feed;
+    std::function<Ints()> markers;
+};
+
+template <typename Store, typename Snapshot, typename Field>
+Probe probe(Store* store, Field Snapshot::*first)
+{
+    return {store, [store](const Frames& frames) { store->processPackets(frames); },
+            [store, first] {
+                Ints markers;
+                for (const Snapshot& snapshot : *store->snapshots())
+                    markers.append(int(snapshot.*first));
+                return markers;
+            }};
+}
+
+struct Stores
+{
+    explicit Stores(ProfilerNetwork* network = nullptr)
+        : cpu(network), channel(network), codec(network), stats(network)
+    {
+    }
+    Probe operator[](quint8 kind)
+    {
+        if (kind == PacketKind::CPU)
+            return probe(&cpu, &CPUSnapshot::dsp);
+        if (kind == PacketKind::Channel)
+            return probe(&channel, &ChannelSnapshot::hardwareCount);
+        if (kind == PacketKind::Codec)
+            return probe(&codec, &CodecSnapshot::mpegCount);
+        return probe(&stats, &StatsSnapshot::dsp);
+    }
+    QList<Ints> allMarkers()
+    {
+        return {(*this)[PacketKind::CPU].markers(), (*this)[PacketKind::Channel].markers(),
+                (*this)[PacketKind::Codec].markers(), (*this)[PacketKind::Stats].markers()};
+    }
+
+    CPUHistory cpu;
+    ChannelHistory channel;
+    CodecHistory codec;
+    StatsHistory stats;
+};
+
+Ints range(int first, int last)
+{
+    Ints values;
+    for (int i = first; i <= last; ++i)
+        values.append(i);
+    return values;
+}
+
+// A pass written as text: "1 0/23 2*50" is a frame of version 1, one of version 0 cut
+// to 23 bytes and 50 of version 2. The frames carry markers counting on from `next`.
+Frames pass(quint8 kind, const QString& text, int& next)
+{
+    Frames frames;
+    for (const QString& token : text.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        const QStringList times = token.split(QLatin1Char('*'));
+        const QStringList cut = times.at(0).split(QLatin1Char('/'));
+        for (int i = 0; i < (times.size() > 1 ? times.at(1).toInt() : 1); ++i) {
+            frames.append(HistoryFrames::marked(kind, quint8(cut.at(0).toInt()), next++));
+            if (cut.size() > 1)
+                frames.last().truncate(cut.at(1).toInt());
+        }
+    }
+    return frames;
+}
+
+} // namespace
+
+class TestSampleStores : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void passShape_data();
+    void passShape();
+    void cpuFields_data();
+    void cpuFields();
+    void channelFields_data();
+    void channelFields();
+    void maximum_data();
+    void maximum();
+    void framesFromTheLink();
+};
+
+// Every frame of a pass carries a marker; markers count on from those of `before`.
+void TestSampleStores::passShape_data()
+{
+    QTest::addColumn<quint8>("kind");
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("frames");
+    QTest::addColumn<Ints>("updates");
+    QTest::addColumn<int>("statuses");
+    QTest::addColumn<Ints>("markers");
+
+    const quint8 cpu = PacketKind::CPU, channel = PacketKind::Channel;
+    const quint8 codec = PacketKind::Codec, stats = PacketKind::Stats;
+    QTest::newRow("cpu: old, one status each") << cpu << ""
+                                               << "0 1 0" << Ints{3} << 2 << range(1, 3);
+    QTest::newRow("cpu: 2, 1, 2") << cpu << ""
+                                  << "2 1 2" << Ints{1} << 2 << Ints{2};
+    QTest::newRow("cpu: unknown alone") << cpu << ""
+                                        << "2" << Ints{} << 1 << Ints{};
+    QTest::newRow("cpu: 101st drops the first") << cpu << "1*100"
+                                                << "1" << Ints{1} << 0 << range(2, 101);
+    QTest::newRow("cpu: 150 old") << cpu << ""
+                                  << "0*150" << Ints{100} << 150 << range(51, 150);
+    QTest::newRow("cpu: v1 without geometry") << cpu << ""
+                                              << "1/24" << Ints{} << 0 << Ints{};
+    QTest::newRow("cpu: v0 one byte short") << cpu << ""
+                                            << "0/23" << Ints{} << 0 << Ints{};
+    QTest::newRow("cpu: empty frame") << cpu << ""
+                                      << "1/0" << Ints{} << 0 << Ints{};
+    QTest::newRow("channel: 250 over a full list") << channel << "0*100"
+                                                   << "0*250" << Ints{100} << 0 << range(251, 350);
+    QTest::newRow("channel: v1") << channel << ""
+                                 << "1" << Ints{} << 1 << Ints{};
+    QTest::newRow("channel: one byte short") << channel << ""
+                                             << "0/35" << Ints{} << 0 << Ints{};
+    QTest::newRow("channel: no version byte") << channel << ""
+                                              << "0/10" << Ints{} << 0 << Ints{};
+    QTest::newRow("codec: cut one among good ones") << codec << ""
+                                                    << "0 0/43 0" << Ints{2} << 0 << Ints{1, 3};
+    QTest::newRow("codec: unknown version, cut") << codec << ""
+                                                 << "7/12" << Ints{} << 1 << Ints{};
+    QTest::newRow("stats: refused tail") << stats << ""
+                                         << "0*100 255*50" << Ints{100} << 50 << range(1, 100);
+    QTest::newRow("stats: cut tail") << stats << ""
+                                     << "0*100 0/71*20" << Ints{100} << 0 << range(1, 100);
+}
+
+void TestSampleStores::passShape()
+{
+    QFETCH(quint8, kind);
+    QFETCH(QString, before);
+    QFETCH(QString, frames);
+    QFETCH(Ints, updates);
+    QFETCH(int, statuses);
+    QFETCH(Ints, markers);
+
+    Stores stores;
+    int next = 1;
+    stores[kind].feed(pass(kind, before, next));
+    QSignalSpy updateSpy(stores[kind].store, SIGNAL(historyUpdated(int)));
+    QSignalSpy statusSpy(stores[kind].store, SIGNAL(statusChanged(QString)));
+    stores[kind].feed(pass(kind, frames, next));
+
+    Ints reported;
+    for (const QList<QVariant>& args : updateSpy)
+        reported.append(args.at(0).toInt());
+    QCOMPARE(reported, updates);
+    QCOMPARE(statusSpy.count(), statuses);
+    QCOMPARE(stores[kind].markers(), markers);
+}
+
+void TestSampleStores::cpuFields_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<float>("geometry");
+    QTest::addColumn<float>("total");
+
+    const float big = 16777216.0f; // 2^24: adding 1 to it is lost in single precision
+    QTest::newRow("update before geometry on the wire")
+        << HistoryFrames::cpu(1, 1.5f, 0.5f, 2.0f, 1.0f) << 1.0f << 5.0f;
+    QTest::newRow("v0: bytes behind it are no geometry")
+        << HistoryFrames::cpu(0, 1.0f, 2.0f, 3.0f, 0.0f) + HistoryFrames::cpu(1, 9, 9, 9, 9) << 0.0f
+        << 6.0f;
+    QTest::newRow("total: stream, dsp, geometry, update, in float")
+        << HistoryFrames::cpu(1, 1.0f, big, -big, 1.0f) << 1.0f << 0.0f;
+}
+
+void TestSampleStores::cpuFields()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(float, geometry);
+    QFETCH(float, total);
+
+    CPUHistory history(nullptr);
+    history.processPackets({frame});
+    QCOMPARE(double(history.snapshots()->last().geometry), double(geometry));
+    QCOMPARE(double(history.snapshots()->last().total), double(total));
+}
+
+void TestSampleStores::channelFields_data()
+{
+    QTest::addColumn<QList<qint32>>("payload");
+    QTest::addColumn<Ints>("computed"); // real, real limit, playing, playing limit
+
+    const int top = std::numeric_limits<int>::max();
+    const int bottom = std::numeric_limits<int>::min();
+    QTest::newRow("playing limit copies the virtual limit")
+        << QList<qint32>{3, 32, 10, 64, 20, 100} << Ints{13, 96, 33, 100};
+    QTest::newRow("sums wrap in 32 bits")
+        << QList<qint32>{top, top, 1, 1, 0, -7} << Ints{bottom, bottom, bottom, -7};
+}
+
+void TestSampleStores::channelFields()
+{
+    QFETCH(QList<qint32>, payload);
+    QFETCH(Ints, computed);
+
+    ChannelHistory history(nullptr);
+    history.processPackets({HistoryFrames::ints(PacketKind::Channel, 0, payload)});
+    const ChannelSnapshot& s = history.snapshots()->last();
+    QCOMPARE((Ints{s.hardwareCount, s.hardwareLimit, s.softwareCount, s.softwareLimit,
+                   s.virtualCount, s.virtualLimit}),
+             payload);
+    QCOMPARE((Ints{s.realCount, s.realLimit, s.playingCount, s.playingLimit}), computed);
+}
+
+void TestSampleStores::maximum_data()
+{
+    QTest::addColumn<quint8>("kind");
+    QTest::addColumn<Frames>("frames"); // one pass
+    QTest::addColumn<int>("maximum");
+
+    const auto channel = [](quint8 version, int limit) {
+        return HistoryFrames::ints(PacketKind::Channel, version, {1, 2, 3, 4, 5, limit});
+    };
+    const auto codec = [](quint8 version, Ints l) {
+        return HistoryFrames::ints(PacketKind::Codec, version,
+                                   {1, l[0], 2, l[1], 3, l[2], 4, l[3]});
+    };
+    QTest::newRow("channel: newest, not largest")
+        << PacketKind::Channel << Frames{channel(0, 100), channel(0, 20)} << 20;
+    QTest::newRow("channel: refused leaves it")
+        << PacketKind::Channel << Frames{channel(0, 50), channel(1, 999)} << 50;
+    QTest::newRow("codec: nothing yet") << PacketKind::Codec << Frames{} << 0;
+    QTest::newRow("codec: largest of four")
+        << PacketKind::Codec << Frames{codec(0, {16, 32, 8, 4})} << 32;
+    QTest::newRow("codec: never below 0")
+        << PacketKind::Codec << Frames{codec(0, {-5, -1, -9, -2})} << 0;
+    QTest::newRow("codec: newest, not largest")
+        << PacketKind::Codec << Frames{codec(0, {16, 32, 8, 4}), codec(0, {8, 1, 1, 1})} << 8;
+    QTest::newRow("codec: refused and cut leave it")
+        << PacketKind::Codec
+        << Frames{codec(0, {7, 1, 1, 1}), codec(1, {99, 1, 1, 1}), codec(0, {99, 1, 1, 1}).left(40)}
+        << 7;
+}
+
+void TestSampleStores::maximum()
+{
+    QFETCH(quint8, kind);
+    QFETCH(Frames, frames);
+    QFETCH(int, maximum);
+
+    Stores stores;
+    stores[kind].feed(frames);
+    QCOMPARE(kind == PacketKind::Channel ? stores.channel.maximum() : stores.codec.maximum(),
+             maximum);
+}
+
+// Kinds interleaved with a frame that no store takes, then a burst of stats frames
+// among refused codec frames, all in one write.
+void TestSampleStores::framesFromTheLink()
+{
+    using namespace HistoryFrames;
+    Frames frames{cpu(1, 1, 0, 0, 0),
+                  marked(PacketKind::Stats, 0, 1),
+                  marked(PacketKind::Channel, 0, 1),
+                  frame(PacketKind::DSPNetwork, 6, 4),
+                  cpu(0, 2, 0, 0, 0),
+                  marked(PacketKind::Codec, 0, 1)};
+    for (int i = 2; i <= 150; ++i)
+        frames << marked(PacketKind::Stats, 0, i) << marked(PacketKind::Codec, 9, i);
+
+    QTcpServer target;
+    QVERIFY(target.listen(QHostAddress::LocalHost, 0));
+    ProfilerNetwork network;
+    Stores stores(&network);
+    network.connectToTarget(QStringLiteral("127.0.0.1"), target.serverPort());
+    QTRY_VERIFY_WITH_TIMEOUT(target.hasPendingConnections(), 5000);
+    target.nextPendingConnection()->write(frames.join());
+    const QList<Ints> markers{{1, 2}, {1}, {1}, range(51, 150)};
+    QTRY_COMPARE_WITH_TIMEOUT(stores.allMarkers(), markers, 5000);
+    QCOMPARE(network.queuedPacketCount(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestSampleStores)
+#include "tst_SampleStores.moc"
