@@ -1,0 +1,264 @@
+#include "ProfilerNetwork.h"
+
+#include "PacketHeader.h"
+#include "PacketQueue.h"
+
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace {
+
+const char* const statusAttempting = "Attempting to connect...";
+const char* const statusConnected = "Connected.";
+const char* const statusDisconnected = "Disconnected.";
+const char* const statusRefused = "Connection failed... Disconnected.";
+const char* const statusTargetClosed = "Target closed... Attempting reconnection.";
+const char* const statusSocketError = "A socket error has occurred... Disconnected.";
+
+const int subscriptionSize = 18;
+
+} // namespace
+
+ProfilerNetwork::ProfilerNetwork()
+    : socket(new QTcpSocket()), packetQueue(new PacketQueue()), reconnectTimer(new QTimer()),
+      idleTimer(new QTimer()), connecting(false), reconnecting(false), paused(false),
+      targetAddress(QStringLiteral("127.0.0.1")), targetPort(defaultPort)
+{
+    reconnectTimer->setInterval(reconnectInterval);
+    reconnectTimer->setSingleShot(false);
+    idleTimer->setInterval(idleInterval);
+    idleTimer->setSingleShot(true);
+
+    connect(socket, SIGNAL(connected()), this, SLOT(slotSocketConnected()));
+    connect(socket, SIGNAL(readyRead()), this, SLOT(slotPacketArrived()));
+    connect(socket, SIGNAL(errorOccurred(QAbstractSocket::SocketError)), this,
+            SLOT(slotSocketErrorOccurred(QAbstractSocket::SocketError)));
+    connect(reconnectTimer, SIGNAL(timeout()), this, SLOT(slotReconnectTimeout()));
+    connect(idleTimer, SIGNAL(timeout()), this, SLOT(slotIdleTimeout()));
+}
+
+ProfilerNetwork::~ProfilerNetwork()
+{
+    delete socket;
+    delete reconnectTimer;
+    delete idleTimer;
+    delete packetQueue;
+}
+
+void ProfilerNetwork::connectToTarget(QString address, quint16 port)
+{
+    if (port == 0)
+        port = defaultPort;
+    targetAddress = address;
+    targetPort = port;
+    connecting = true;
+    // While retrying, the status line keeps what it showed when the target
+    // went away.
+    if (!reconnecting)
+        Q_EMIT statusChanged(QString::fromLatin1(statusAttempting));
+    socket->connectToHost(address, port, QIODevice::ReadWrite, QAbstractSocket::AnyIPProtocol);
+}
+
+void ProfilerNetwork::disconnectFromTarget()
+{
+    socket->abort();
+    connecting = false;
+    reconnecting = false;
+    reconnectTimer->stop();
+    idleTimer->stop();
+    Q_EMIT statusChanged(QString::fromLatin1(statusDisconnected));
+}
+
+bool ProfilerNetwork::isConnected() const
+{
+    return socket->state() == QAbstractSocket::ConnectedState;
+}
+
+bool ProfilerNetwork::isConnecting() const
+{
+    return connecting || reconnecting;
+}
+
+int ProfilerNetwork::countPackets(quint8 kind, quint8 subKind) const
+{
+    return packetQueue->count(kind, subKind);
+}
+
+QByteArray ProfilerNetwork::takePacket(quint8 kind, quint8 subKind)
+{
+    return packetQueue->take(kind, subKind);
+}
+
+void ProfilerNetwork::subscribe(quint8 kind, quint8 subKind, quint32 rate)
+{
+    if (!isConnected())
+        return;
+    // A target that has been asked for data gets a fresh start before it is
+    // timed out for silence.
+    idleTimer->stop();
+    char frame[subscriptionSize];
+    PacketHeader header;
+    header.size = subscriptionSize;
+    header.kind = PacketKind::Subscription;
+    header.subKind = 0;
+    header.version = 0;
+    header.write(frame);
+    Wire::writeU8(frame + 12, kind);
+    Wire::writeU8(frame + 13, subKind);
+    Wire::writeU32(frame + 14, rate);
+    writeFrame(frame, subscriptionSize);
+}
+
+void ProfilerNetwork::sendPacket(const char* frame)
+{
+    if (!isConnected() || frame == nullptr)
+        return;
+    PacketHeader header = PacketHeader::read(frame, PacketHeader::headerSize);
+    if (!header.hasValidSize())
+        return;
+    writeFrame(frame, header.size);
+}
+
+void ProfilerNetwork::sendPacket(const QByteArray& frame)
+{
+    if (!isConnected())
+        return;
+    PacketHeader header = PacketHeader::read(frame);
+    if (!header.hasValidSize() || header.size > quint32(frame.size()))
+        return;
+    writeFrame(frame.constData(), header.size);
+}
+
+int ProfilerNetwork::queuedPacketCount() const
+{
+    return packetQueue->size();
+}
+
+bool ProfilerNetwork::isReconnectTimerActive() const
+{
+    return reconnectTimer->isActive();
+}
+
+bool ProfilerNetwork::isIdleTimerActive() const
+{
+    return idleTimer->isActive();
+}
+
+void ProfilerNetwork::slotSocketConnected()
+{
+    connecting = false;
+    reconnecting = false;
+    reconnectTimer->stop();
+    // The idle timer waits for the first bytes: a target that has sent
+    // nothing yet is never timed out.
+    Q_EMIT statusChanged(QString::fromLatin1(statusConnected));
+}
+
+void ProfilerNetwork::slotSocketErrorOccurred(QAbstractSocket::SocketError socketError)
+{
+    connecting = false;
+    if (socketError == QAbstractSocket::ConnectionRefusedError) {
+        // A refused retry is silent; the timer's next tick tries again.
+        if (!reconnecting)
+            Q_EMIT statusChanged(QString::fromLatin1(statusRefused));
+        return;
+    }
+    if (socketError == QAbstractSocket::RemoteHostClosedError) {
+        reconnecting = true;
+        reconnectTimer->start();
+        idleTimer->stop();
+        Q_EMIT statusChanged(QString::fromLatin1(statusTargetClosed));
+        return;
+    }
+    reconnecting = false;
+    reconnectTimer->stop();
+    idleTimer->stop();
+    Q_EMIT statusChanged(QString::fromLatin1(statusSocketError));
+}
+
+void ProfilerNetwork::slotPacketArrived()
+{
+    // Every arrival of bytes, whole frame or not, counts as life.
+    idleTimer->start();
+    if (readFrames())
+        deliverQueue();
+}
+
+void ProfilerNetwork::slotReconnectTimeout()
+{
+    connectToTarget(targetAddress, targetPort);
+}
+
+void ProfilerNetwork::slotIdleTimeout()
+{
+    socket->abort();
+    connecting = false;
+    reconnecting = true;
+    reconnectTimer->start();
+    idleTimer->stop();
+    Q_EMIT statusChanged(QString::fromLatin1(statusTargetClosed));
+}
+
+// Moves every whole frame out of the socket into the queue. A frame is taken
+// only when all of it has arrived; a partial one stays in the socket's buffer
+// and the next readyRead starts again from its header. Returns false when the
+// stream was broken and the link has been dropped.
+bool ProfilerNetwork::readFrames()
+{
+    while (socket->bytesAvailable() >= PacketHeader::headerSize) {
+        char buffer[PacketHeader::headerSize];
+        if (socket->peek(buffer, PacketHeader::headerSize) != PacketHeader::headerSize) {
+            failLink();
+            return false;
+        }
+        PacketHeader header = PacketHeader::read(buffer, PacketHeader::headerSize);
+        // A size below 12 would not even hold its own header (and 0 would
+        // consume nothing, forever); a size above the cap would have the
+        // socket buffer whatever the peer chose to announce. Neither can be
+        // framed, and nothing after it can be trusted, so the link is dropped.
+        if (!header.hasValidSize() || packetQueue->byteCount() + header.size > maxQueuedBytes) {
+            failLink();
+            return false;
+        }
+        if (socket->bytesAvailable() < qint64(header.size))
+            return true;
+        QByteArray frame = socket->read(header.size);
+        if (frame.size() != qsizetype(header.size)) {
+            failLink();
+            return false;
+        }
+        packetQueue->append(frame);
+    }
+    return true;
+}
+
+// One packetReady stands for the whole batch, and also fires when this pass
+// added nothing but older frames still wait.
+void ProfilerNetwork::deliverQueue()
+{
+    if (packetQueue->isEmpty())
+        return;
+    if (paused) {
+        packetQueue->clear();
+        return;
+    }
+    Q_EMIT packetReady();
+}
+
+void ProfilerNetwork::writeFrame(const char* data, quint32 size)
+{
+    if (socket->write(data, size) != qint64(size))
+        failLink();
+}
+
+// The failure path of the receive loop and of a short write. Frames queued
+// before the failure stay queued for the next packetReady.
+void ProfilerNetwork::failLink()
+{
+    socket->abort();
+    connecting = false;
+    reconnecting = false;
+    reconnectTimer->stop();
+    idleTimer->stop();
+    Q_EMIT statusChanged(QString::fromLatin1(statusSocketError));
+}

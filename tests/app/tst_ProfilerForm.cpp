@@ -1,0 +1,286 @@
+#include "FakeTarget.h"
+#include "ProfilerForm.h"
+#include "ProfilerNetwork.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTimer>
+#include <QtTest>
+
+namespace {
+
+// The form with its error box counted instead of shown.
+class CountingForm : public ProfilerForm
+{
+public:
+    int errorBoxes = 0;
+
+protected:
+    void showConnectionError() override { ++errorBoxes; }
+};
+
+// The six subscriptions as the target must receive them, in order.
+QByteArray subscriptions()
+{
+    return QByteArray::fromHex("120000000000000000000000010064000000"
+                               "120000000000000000000000070064000000"
+                               "1200000000000000000000000300c8000000"
+                               "1200000000000000000000000400c8000000"
+                               "1200000000000000000000000500c8000000"
+                               "1200000000000000000000000900c8000000");
+}
+
+} // namespace
+
+class tst_ProfilerForm : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void runs_data();
+    void runs();
+    void decoderStatus_data();
+    void decoderStatus();
+    void portField_data();
+    void portField();
+    void resubscribesAfterReconnection();
+    void idleTimeoutShowsIdleWhileRetrying();
+    void realErrorBox();
+
+private:
+    QString look() const;
+    void goLive();
+    template <typename T> T* child(const char* name) const
+    {
+        return form->findChild<T*>(QLatin1String(name));
+    }
+
+    FakeTarget* target = nullptr;
+    CountingForm* form = nullptr;
+};
+
+void tst_ProfilerForm::init()
+{
+    target = new FakeTarget();
+    form = new CountingForm();
+    child<QLineEdit>("portEdit")->setText(QString::number(target->port()));
+}
+
+void tst_ProfilerForm::cleanup()
+{
+    delete form;
+    delete target;
+}
+
+// The bar's look as the user sees it, with anything inconsistent spelled out.
+QString tst_ProfilerForm::look() const
+{
+    const bool edits = child<QLineEdit>("ipEdit")->isEnabled();
+    const QString connect = child<QPushButton>("connectButton")->text();
+    const QPushButton* pause = child<QPushButton>("pauseButton");
+    QString name = QStringLiteral("%1/%2/%3").arg(edits).arg(connect).arg(pause->isEnabled());
+    if (name == QLatin1String("1/Connect/0"))
+        name = QStringLiteral("Idle");
+    else if (name == QLatin1String("0/Disconnect/0"))
+        name = QStringLiteral("Attempt");
+    else if (name == QLatin1String("0/Disconnect/1"))
+        name = QStringLiteral("Live");
+    if (pause->text() != QLatin1String("Pause") || form->targetNetwork()->paused)
+        name += QStringLiteral(" paused");
+    if (child<QLineEdit>("portEdit")->isEnabled() != edits)
+        name += QStringLiteral(" mixed edits");
+    return name;
+}
+
+void tst_ProfilerForm::goLive()
+{
+    form->slotConnect();
+    QTRY_COMPARE(look(), QStringLiteral("Live"));
+    QTRY_COMPARE(target->received(), subscriptions());
+}
+
+enum Run
+{
+    Answered,
+    Refused,
+    DisconnectLive,
+    DisconnectAttempt
+};
+Q_DECLARE_METATYPE(Run)
+
+void tst_ProfilerForm::runs_data()
+{
+    QTest::addColumn<Run>("run");
+    QTest::addColumn<QStringList>("statuses");
+    QTest::addColumn<QString>("finalLook");
+    QTest::addColumn<int>("errorBoxes");
+
+    const QString attempting = QStringLiteral("Attempting to connect...");
+    const QString connected = QStringLiteral("Connected.");
+    const QString disconnected = QStringLiteral("Disconnected.");
+    QTest::newRow("target answers")
+        << Answered << QStringList{attempting, connected} << "Live" << 0;
+    QTest::newRow("target refuses")
+        << Refused << QStringList{attempting, QStringLiteral("Connection failed... Disconnected.")}
+        << "Idle" << 1;
+    QTest::newRow("disconnect while live")
+        << DisconnectLive << QStringList{attempting, connected, disconnected} << "Idle" << 0;
+    QTest::newRow("disconnect during the first attempt")
+        << DisconnectAttempt << QStringList{attempting, disconnected} << "Idle" << 1;
+}
+
+void tst_ProfilerForm::runs()
+{
+    QFETCH(Run, run);
+    QFETCH(QStringList, statuses);
+    QFETCH(QString, finalLook);
+    QFETCH(int, errorBoxes);
+
+    QSignalSpy status(form->targetNetwork(), SIGNAL(statusChanged(QString)));
+    if (run == Refused)
+        child<QLineEdit>("portEdit")->setText(QString::number(FakeTarget::unusedPort()));
+    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    if (run != Refused) // a refusal on the loopback may come at once
+        QCOMPARE(look(), QStringLiteral("Attempt"));
+    if (run == DisconnectAttempt)
+        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    if (run == DisconnectLive) {
+        QTRY_COMPARE(look(), QStringLiteral("Live"));
+        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    }
+    QTRY_COMPARE(status.count(), statuses.size());
+    for (int i = 0; i < statuses.size(); ++i)
+        QCOMPARE(status.at(i).at(0).toString(), statuses.at(i));
+    QCOMPARE(look(), finalLook);
+    QCOMPARE(child<QLabel>("statusLabel")->text(), statuses.last());
+    QCOMPARE(form->errorBoxes, errorBoxes);
+    if (run == Answered)
+        QTRY_COMPARE(target->received(), subscriptions());
+}
+
+void tst_ProfilerForm::decoderStatus_data()
+{
+    QTest::addColumn<bool>("live");
+    QTest::newRow("while idle") << false;
+    QTest::newRow("while live") << true;
+}
+
+// A decoder's text changes the line and nothing else.
+void tst_ProfilerForm::decoderStatus()
+{
+    QFETCH(bool, live);
+    if (live)
+        goLive();
+    const QString before = look();
+    const int sent = int(target->received().size());
+    const QString text = QStringLiteral("Connected. (Old version detected, reduced functionality)");
+    form->slotStatusChanged(text);
+    QCOMPARE(child<QLabel>("statusLabel")->text(), text);
+    QCOMPARE(look(), before);
+    QCOMPARE(form->errorBoxes, 0);
+    QCOMPARE(int(target->received().size()), sent);
+}
+
+void tst_ProfilerForm::portField_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("port");
+    QTest::newRow("empty") << "" << 9264;
+    QTest::newRow("beyond 16 bits") << "99999" << 9264;
+    QTest::newRow("zero") << "0" << 9264;
+    QTest::newRow("highest port") << "65535" << 65535;
+    QTest::newRow("plain number") << "9300" << 9300;
+}
+
+void tst_ProfilerForm::portField()
+{
+    QFETCH(QString, text);
+    QFETCH(int, port);
+    QLineEdit* portEdit = child<QLineEdit>("portEdit");
+    portEdit->setText(text);
+    child<QLineEdit>("ipEdit")->setText(QStringLiteral("127.0.0.3"));
+    form->slotConnect();
+    QCOMPARE(int(form->targetNetwork()->lastTargetPort()), port);
+    QCOMPARE(form->targetNetwork()->lastTargetAddress(), QStringLiteral("127.0.0.3"));
+    QCOMPARE(portEdit->text(), text);
+    form->targetNetwork()->disconnectFromTarget();
+}
+
+// The target goes away while the socket still reports its connection: the
+// bar falls back to Attempt (ending a pause) until the retry brings it back
+// to Live with the six subscriptions once more, exactly once.
+void tst_ProfilerForm::resubscribesAfterReconnection()
+{
+    goLive();
+    QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
+    QCOMPARE(look(), QStringLiteral("Live paused"));
+    target->closeClient();
+    QTRY_COMPARE(look(), QStringLiteral("Attempt"));
+    QTRY_COMPARE_WITH_TIMEOUT(target->connectionCount(), 2, 15000);
+    QTRY_COMPARE(look(), QStringLiteral("Live"));
+    QTRY_COMPARE(target->received(1), subscriptions());
+    // A marker behind shows that a second round would have arrived by now.
+    form->targetNetwork()->subscribe(0, 0, 0);
+    QTRY_COMPARE(target->received(1).size(), subscriptions().size() + 18);
+    QVERIFY(target->received(1).startsWith(subscriptions()));
+    QCOMPARE(form->errorBoxes, 0);
+}
+
+// Dropped for silence, the socket is already gone when the status arrives:
+// the bar shows Idle although the link retries, and "Connect" then ends the
+// retries without an error box.
+void tst_ProfilerForm::idleTimeoutShowsIdleWhileRetrying()
+{
+    goLive();
+    target->send(FakeTarget::frame(4, 0, 0));
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(),
+                              QStringLiteral("Target closed... Attempting reconnection."), 10000);
+    QCOMPARE(look(), QStringLiteral("Idle"));
+    QVERIFY(form->targetNetwork()->isConnecting());
+    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    QCOMPARE(child<QLabel>("statusLabel")->text(), QStringLiteral("Disconnected."));
+    QVERIFY(!form->targetNetwork()->isConnecting());
+    QCOMPARE(look(), QStringLiteral("Idle"));
+    QCOMPARE(form->errorBoxes, 0);
+}
+
+// The real box, found and closed while its own event loop runs.
+void tst_ProfilerForm::realErrorBox()
+{
+    ProfilerForm realForm;
+    realForm.findChild<QLineEdit*>(QStringLiteral("portEdit"))
+        ->setText(QString::number(FakeTarget::unusedPort()));
+    QString title, text, informative;
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    QTimer poll;
+    poll.setInterval(10);
+    poll.callOnTimeout([&]() {
+        QMessageBox* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr)
+            return;
+        title = box->windowTitle();
+        text = box->text();
+        informative = box->informativeText();
+        icon = box->icon();
+        box->done(0);
+    });
+    poll.start();
+    realForm.slotConnect();
+    QTRY_COMPARE(title, QStringLiteral("Connection Error"));
+    QCOMPARE(text, QStringLiteral("Could not connect to target."));
+    QCOMPARE(informative,
+             QStringLiteral("> Target IP address or port is incorrect.\n\n"
+                            "> Target is not running or not yet initialized.\n\n"
+                            "> Target has not enabled profiling with ZELTO_INIT_PROFILE_ENABLE in "
+                            "System::init."));
+    QCOMPARE(icon, QMessageBox::Information);
+}
+
+QTEST_MAIN(tst_ProfilerForm)
+#include "tst_ProfilerForm.moc"

@@ -1,0 +1,256 @@
+#include "FakeTarget.h"
+#include "PacketHeader.h"
+#include "ProfilerNetwork.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+namespace {
+
+const char* const socketError = "A socket error has occurred... Disconnected.";
+
+QString lastText(const QSignalSpy& spy)
+{
+    return spy.isEmpty() ? QString() : spy.last().at(0).toString();
+}
+
+} // namespace
+
+class tst_ProfilerNetwork : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void framing_data();
+    void framing();
+    void hostileSize_data();
+    void hostileSize();
+    void pauseDropsFrames();
+    void untakenFramesStayQueued();
+    void linkFailures_data();
+    void linkFailures();
+    void sendPacketBounds_data();
+    void sendPacketBounds();
+
+private:
+    void connectLink();
+
+    FakeTarget* target = nullptr;
+    ProfilerNetwork* network = nullptr;
+};
+
+void tst_ProfilerNetwork::init()
+{
+    target = new FakeTarget();
+    network = new ProfilerNetwork();
+}
+
+void tst_ProfilerNetwork::cleanup()
+{
+    delete network;
+    delete target;
+}
+
+void tst_ProfilerNetwork::connectLink()
+{
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
+    network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
+    QTRY_VERIFY(network->isConnected() && target->hasClient());
+    QCOMPARE(status.count(), 2);
+    QCOMPARE(lastText(status), QStringLiteral("Connected."));
+    QVERIFY(!network->isConnecting());
+    QVERIFY(!network->isIdleTimerActive()); // nothing received yet: never timed out
+}
+
+// Each row is a list of writes; the test waits until the link has read one
+// write before it sends the next.
+void tst_ProfilerNetwork::framing_data()
+{
+    QTest::addColumn<QList<QByteArray>>("writes");
+    QTest::addColumn<QList<int>>("queuedAfterWrite");
+    QTest::addColumn<int>("packetReadyCount");
+
+    const QByteArray frame = FakeTarget::frame(3, 0, 1, QByteArray(16, 'x'));
+    QTest::newRow("frame in two halves")
+        << QList<QByteArray>{frame.left(10), frame.mid(10)} << QList<int>{0, 1} << 1;
+    QTest::newRow("header complete, payload missing")
+        << QList<QByteArray>{frame.left(12), frame.mid(12)} << QList<int>{0, 1} << 1;
+    QTest::newRow("five frames in one write")
+        << QList<QByteArray>{frame.repeated(5)} << QList<int>{5} << 1;
+    QTest::newRow("whole frame and a half")
+        << QList<QByteArray>{frame + frame.left(20), frame.mid(20)} << QList<int>{1, 2} << 2;
+    QTest::newRow("bare header frame")
+        << QList<QByteArray>{FakeTarget::frame(9, 0, 0)} << QList<int>{1} << 1;
+}
+
+void tst_ProfilerNetwork::framing()
+{
+    QFETCH(QList<QByteArray>, writes);
+    QFETCH(QList<int>, queuedAfterWrite);
+    QFETCH(int, packetReadyCount);
+
+    connectLink();
+    QSignalSpy ready(network, SIGNAL(packetReady()));
+    for (qsizetype i = 0; i < writes.size(); ++i) {
+        target->send(writes.at(i));
+        // Every arrival of bytes restarts the idle timer, whole frame or not.
+        QTRY_VERIFY(network->isIdleTimerActive());
+        QTRY_COMPARE(network->queuedPacketCount(), queuedAfterWrite.at(i));
+        if (queuedAfterWrite.at(i) == 0)
+            QCOMPARE(ready.count(), 0);
+        network->subscribe(1, 0, 100); // stops the idle timer for the next round
+        QVERIFY(!network->isIdleTimerActive());
+    }
+    QTRY_COMPARE(ready.count(), packetReadyCount);
+    QVERIFY(network->isConnected());
+}
+
+void tst_ProfilerNetwork::hostileSize_data()
+{
+    QTest::addColumn<quint32>("size");
+    QTest::newRow("zero") << quint32(0);
+    QTest::newRow("five") << quint32(5);
+    QTest::newRow("eleven") << quint32(11);
+    QTest::newRow("all ones") << quint32(0xFFFFFFFF);
+    QTest::newRow("one past the cap") << PacketHeader::maxFrameSize + 1;
+}
+
+// A good frame, then a header that cannot be framed: the link drops at once
+// (no waiting for bytes that would never come), the good frame stays queued
+// and no packetReady is sent for the broken pass.
+void tst_ProfilerNetwork::hostileSize()
+{
+    QFETCH(quint32, size);
+    connectLink();
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
+    QSignalSpy ready(network, SIGNAL(packetReady()));
+    target->send(FakeTarget::frame(3, 0, 1, QByteArray(16, 'a')) + FakeTarget::header(size, 4));
+    QTRY_COMPARE(lastText(status), QString::fromLatin1(socketError));
+    QCOMPARE(status.count(), 1);
+    QVERIFY(!network->isConnected() && !network->isConnecting());
+    QVERIFY(!network->isIdleTimerActive() && !network->isReconnectTimerActive());
+    QCOMPARE(network->queuedPacketCount(), 1);
+    QCOMPARE(ready.count(), 0);
+}
+
+void tst_ProfilerNetwork::pauseDropsFrames()
+{
+    connectLink();
+    QSignalSpy ready(network, SIGNAL(packetReady()));
+    network->paused = true;
+    target->send(FakeTarget::frame(3, 0, 1).repeated(3) + FakeTarget::frame(3, 0, 1).left(5));
+    QTRY_VERIFY(network->isIdleTimerActive()); // still read and timed while paused
+    QTRY_COMPARE(network->queuedPacketCount(), 0);
+    network->paused = false;
+    // The rest of the cut frame, then one new frame: only those two remain.
+    target->send(FakeTarget::frame(3, 0, 1).mid(5) + FakeTarget::frame(5, 0, 0));
+    QTRY_COMPARE(ready.count(), 1);
+    QCOMPARE(network->countPackets(3, 0), 1);
+    QCOMPARE(network->countPackets(5, 0), 1);
+}
+
+void tst_ProfilerNetwork::untakenFramesStayQueued()
+{
+    connectLink();
+    QSignalSpy ready(network, SIGNAL(packetReady()));
+    target->send(FakeTarget::frame(2, 0, 0));
+    QTRY_COMPARE(ready.count(), 1);
+    // A later pass that adds only part of a frame still announces the old one.
+    target->send(FakeTarget::frame(3, 0, 0).left(4));
+    QTRY_COMPARE(ready.count(), 2);
+    network->disconnectFromTarget(); // the queue outlives the connection
+    QCOMPARE(network->countPackets(2, 0), 1);
+    QCOMPARE(network->takePacket(2, 0), FakeTarget::frame(2, 0, 0));
+    QCOMPARE(network->queuedPacketCount(), 0);
+}
+
+enum Failure
+{
+    Refused,
+    RemoteClose,
+    SecondAttempt
+};
+Q_DECLARE_METATYPE(Failure)
+
+void tst_ProfilerNetwork::linkFailures_data()
+{
+    QTest::addColumn<Failure>("failure");
+    QTest::addColumn<QString>("lastStatus");
+    QTest::addColumn<bool>("retrying");
+
+    QTest::newRow("first attempt refused")
+        << Refused << "Connection failed... Disconnected." << false;
+    QTest::newRow("target closes")
+        << RemoteClose << "Target closed... Attempting reconnection." << true;
+    // The socket refuses a second connectToHost while one runs; that goes
+    // through the error table like any other error.
+    QTest::newRow("attempt while one runs") << SecondAttempt << socketError << false;
+}
+
+void tst_ProfilerNetwork::linkFailures()
+{
+    QFETCH(Failure, failure);
+    QFETCH(QString, lastStatus);
+    QFETCH(bool, retrying);
+
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
+    if (failure == Refused)
+        network->connectToTarget(QStringLiteral("127.0.0.1"), FakeTarget::unusedPort());
+    if (failure == RemoteClose) {
+        connectLink();
+        target->send(FakeTarget::frame(4, 0, 0));
+        QTRY_VERIFY(network->isIdleTimerActive());
+        target->closeClient();
+    }
+    if (failure == SecondAttempt) {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("connectToHost")));
+        network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
+        network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
+    }
+    QTRY_COMPARE(lastText(status), lastStatus);
+    QCOMPARE(network->isConnecting(), retrying);
+    QCOMPARE(network->isReconnectTimerActive(), retrying);
+    QVERIFY(!network->isIdleTimerActive());
+    network->disconnectFromTarget(); // ends retries too
+    QCOMPARE(lastText(status), QStringLiteral("Disconnected."));
+    QVERIFY(!network->isConnecting() && !network->isReconnectTimerActive());
+}
+
+void tst_ProfilerNetwork::sendPacketBounds_data()
+{
+    QTest::addColumn<QByteArray>("buffer");
+    QTest::addColumn<QByteArray>("sent");
+
+    const QByteArray command = QByteArray::fromHex("150000000000000001030600050000000000000001");
+    QTest::newRow("whole frame") << command << command;
+    QTest::newRow("only size bytes of a longer buffer") << command + "junk" << command;
+    QTest::newRow("size beyond the array") << command.left(20) << QByteArray();
+    QTest::newRow("size below a header") << FakeTarget::header(4, 1) << QByteArray();
+    QTest::newRow("shorter than a header") << command.left(8) << QByteArray();
+}
+
+void tst_ProfilerNetwork::sendPacketBounds()
+{
+    QFETCH(QByteArray, buffer);
+    QFETCH(QByteArray, sent);
+
+    connectLink();
+    network->sendPacket(buffer);
+    // The pointer form trusts the size field, so it gets only buffers that
+    // hold what their header announces (or a header that is no frame).
+    const PacketHeader header = PacketHeader::read(buffer);
+    const bool pointerSafe = buffer.size() >= PacketHeader::headerSize &&
+                             (!header.hasValidSize() || header.size <= quint32(buffer.size()));
+    if (pointerSafe)
+        network->sendPacket(buffer.constData());
+    // A marker frame behind shows that everything before it has arrived.
+    const QByteArray marker = FakeTarget::frame(0, 0, 0, "end!!!");
+    network->sendPacket(marker);
+    QTRY_COMPARE(target->received(), (pointerSafe ? sent + sent : sent) + marker);
+    QVERIFY(network->isConnected());
+}
+
+QTEST_GUILESS_MAIN(tst_ProfilerNetwork)
+#include "tst_ProfilerNetwork.moc"
