@@ -1,0 +1,89 @@
+#include "DSPTree.h"
+#include "TestNetwork.h"
+
+#include <QtEndian>
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+// A version 6 snapshot of n units: a ternary tree in which every seventh
+// unit also feeds from the unit five places before it, which gives shared
+// units and, where that unit is an ancestor, loops.
+QByteArray snapshotOf(int n)
+{
+    QHash<int, QStringList> inputs;
+    for (int i = 1; i < n; ++i)
+        inputs[(i - 1) / 3].append(QStringLiteral("N%1").arg(i));
+    for (int i = 10; i < n; i += 7)
+        inputs[i].append(QStringLiteral("N%1").arg(i - 5));
+    QStringList clauses{QStringLiteral("N0")};
+    for (auto it = inputs.constBegin(); it != inputs.constEnd(); ++it)
+        clauses.append(QStringLiteral("N%1<-%2").arg(it.key()).arg(it.value().join(',')));
+    TestNetwork net(clauses.join(';'));
+    for (const QString& name : net.names()) {
+        TestNode& node = net.node(name);
+        node.exclusiveTime = quint32(name.mid(1).toInt() % 50);
+        node.decibels = {-12, -10};
+    }
+    net.sampleRate = 48000;
+    net.blockLength = 1024;
+    return net.snapshot(6);
+}
+
+const QByteArray& cachedSnapshot(int n)
+{
+    static QHash<int, QByteArray> cache;
+    if (!cache.contains(n))
+        cache.insert(n, snapshotOf(n));
+    return cache[n];
+}
+
+// Per unit of the network; the frame holds about one repeated record for
+// every seven units on top. ns_per_unit is printed in seconds' place: a value
+// of 250 reads "250s" and means 250 ns of CPU time per unit.
+void setUnitCounters(benchmark::State& state)
+{
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.counters["ns_per_unit"] = benchmark::Counter(
+        double(state.range(0)) / 1e9,
+        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+// Decode, CPU shares and depths: what one accepted snapshot costs, including
+// freeing the graph it replaces.
+void BM_AcceptSnapshot(benchmark::State& state)
+{
+    const QByteArray& frame = cachedSnapshot(int(state.range(0)));
+    DSPTree tree(nullptr);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(tree.acceptNetworkFrame(frame));
+    }
+    setUnitCounters(state);
+}
+
+// The floor: one pass that reads the fixed fields of every record of the same
+// frame and keeps nothing.
+void BM_ReadRecordsOnly(benchmark::State& state)
+{
+    const QByteArray& frame = cachedSnapshot(int(state.range(0)));
+    for (auto _ : state) {
+        quint64 sum = 0;
+        for (const char* r = frame.constData() + 20; r + 94 <= frame.constData() + frame.size();
+             r += 94) {
+            sum += qFromLittleEndian<quint64>(r) ^ qFromLittleEndian<quint64>(r + 8) ^
+                   qFromLittleEndian<quint64>(r + 16) ^ qFromLittleEndian<quint16>(r + 24) ^
+                   qFromLittleEndian<quint16>(r + 26) ^ quint8(r[28]) ^ quint8(r[29]) ^
+                   quint8(r[62]);
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    setUnitCounters(state);
+}
+
+} // namespace
+
+BENCHMARK(BM_AcceptSnapshot)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_ReadRecordsOnly)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
+BENCHMARK_MAIN();

@@ -1,0 +1,539 @@
+#include "DSPTree.h"
+
+#include "ProfilerNetwork.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+namespace {
+
+const int frameHeaderSize = 12;
+const quint8 networkKind = 1;
+const quint8 groupKind = 7;
+const int currentNetworkVersion = 6;
+const int groupRecordSize = 296;
+// The widest level field of any version holds 32 values; a larger level count
+// in a record is cut to 32 in every version, so no record yields more.
+const int maxLevels = 32;
+
+const QString oldVersionStatus =
+    QStringLiteral("Connected. (Old version detected, reduced functionality)");
+const QString incompatibleVersionStatus =
+    QStringLiteral("Connected. (Incompatible version detected, reduced functionality)");
+const QString damagedNetworkStatus =
+    QStringLiteral("Connected. (Damaged DSP network packet ignored, previous graph kept)");
+const QString damagedGroupStatus =
+    QStringLiteral("Connected. (Damaged group packet ignored, previous groups kept)");
+
+// What a record says about its place in the stream rather than about the unit.
+struct RecordLinks
+{
+    qint64 inputCount = 0;
+    bool send = false;
+    bool sidechain = false;
+};
+
+int recordSize(int version)
+{
+    static const int sizes[] = {45, 49, 61, 179, 187, 195, 94};
+    return sizes[version];
+}
+
+int firstRecordOffset(int version)
+{
+    if (version == 0)
+        return 12;
+    if (version == 1)
+        return 16;
+    if (version < 6)
+        return 17;
+    return 20;
+}
+
+quint8 readU8(const char* p)
+{
+    return static_cast<quint8>(*p);
+}
+
+quint16 readU16(const char* p)
+{
+    return qFromLittleEndian<quint16>(p);
+}
+
+quint32 readU32(const char* p)
+{
+    return qFromLittleEndian<quint32>(p);
+}
+
+qint32 readI32(const char* p)
+{
+    return qFromLittleEndian<qint32>(p);
+}
+
+quint64 readU64(const char* p)
+{
+    return qFromLittleEndian<quint64>(p);
+}
+
+float readFloat(const char* p)
+{
+    const quint32 bits = readU32(p);
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+// A name field need not hold its zero byte: the text then fills the field.
+QString readName(const char* p, int width)
+{
+    return QString::fromUtf8(p, static_cast<qsizetype>(qstrnlen(p, width)));
+}
+
+int levelCount(const char* p)
+{
+    return std::min<int>(readU8(p), maxLevels);
+}
+
+void readFloatLevels(const char* count, const char* values, DSPNode* node)
+{
+    const int n = levelCount(count);
+    node->volumeLevels.reserve(n);
+    for (int i = 0; i < n; ++i) {
+        quint32 raw;
+        std::memcpy(&raw, values + 4 * i, sizeof raw);
+        node->volumeLevels.append(DSPTree::levelToDecibels(raw));
+    }
+}
+
+void readVersion0(const char* r, int version, DSPNode* node, RecordLinks* links)
+{
+    node->id = static_cast<quint64>(static_cast<qint64>(readI32(r)));
+    node->name = readName(r + 4, 32);
+    links->inputCount = readI32(r + 36);
+    node->active = readU8(r + 40) != 0;
+    if (version == 1)
+        node->exclusiveTime = readU32(r + 45);
+}
+
+void readVersion2(const char* r, int version, DSPNode* node, RecordLinks* links)
+{
+    node->id = readU64(r);
+    node->name = readName(r + 8, 32);
+    links->inputCount = readI32(r + 40);
+    node->active = readU8(r + 44) != 0;
+    node->bypass = readU8(r + 45) != 0;
+    node->exclusiveTime = readU16(r + 48);
+    if (version == 3) {
+        readFloatLevels(r + 50, r + 51, node);
+        return;
+    }
+    // Version 2 names the number of channels but carries no levels.
+    const int n = levelCount(r + 50);
+    node->volumeLevels.fill(-80, n);
+}
+
+void readVersion4(const char* r, int version, DSPNode* node, RecordLinks* links)
+{
+    node->id = readU64(r);
+    node->groupId = readU64(r + 8);
+    node->name = readName(r + 16, 32);
+    links->inputCount = readI32(r + 48);
+    node->active = readU8(r + 52) != 0;
+    node->bypass = readU8(r + 53) != 0;
+    node->exclusiveTime = readU16(r + 56);
+    readFloatLevels(r + 58, r + 59, node);
+    if (version == 5)
+        node->sendTargetId = readU64(r + 187);
+}
+
+void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
+{
+    node->id = readU64(r);
+    node->groupId = readU64(r + 8);
+    node->sendTargetId = readU64(r + 16);
+    links->inputCount = readU16(r + 24);
+    node->exclusiveTime = readU16(r + 26);
+    const quint8 flags = readU8(r + 28);
+    node->active = (flags & 0x01) != 0;
+    node->bypass = (flags & 0x02) != 0;
+    links->send = (flags & 0x04) != 0;
+    links->sidechain = (flags & 0x08) != 0;
+    const int n = levelCount(r + 29);
+    node->volumeLevels.reserve(n);
+    for (int i = 0; i < n; ++i)
+        node->volumeLevels.append(static_cast<qint8>(r[30 + i]));
+    node->name = readName(r + 62, 32);
+}
+
+// Reads the record at r, which the caller has checked to lie whole in the frame.
+void readRecord(const char* r, int version, DSPNode* node, RecordLinks* links)
+{
+    if (version <= 1)
+        readVersion0(r, version, node, links);
+    else if (version <= 3)
+        readVersion2(r, version, node, links);
+    else if (version <= 5)
+        readVersion4(r, version, node, links);
+    else
+        readVersion6(r, node, links);
+}
+
+} // namespace
+
+DSPTree::DSPTree(ProfilerNetwork* network)
+    : network(network), networkVersion(-1), groupVersion(-1), totalCPU(0.0f), sampleRate(0),
+      blockLength(0)
+{
+    if (network)
+        connect(network, SIGNAL(packetReady()), this, SLOT(slotPacketArrived()));
+}
+
+DSPTree::~DSPTree()
+{
+    deleteNodes();
+    qDeleteAll(groups);
+}
+
+void DSPTree::slotPacketArrived()
+{
+    const bool networkChanged = decodeNetworkPacket();
+    const bool groupsChanged = decodeGroupPacket();
+    if (networkChanged || groupsChanged)
+        Q_EMIT dspNetTreeUpdated();
+}
+
+// Older snapshots of one pass are thrown away unread: the graph only ever
+// shows the newest state of the target.
+bool DSPTree::decodeNetworkPacket()
+{
+    if (!network)
+        return false;
+    const int count = network->countPackets(networkKind, 0);
+    if (count == 0)
+        return false;
+    QByteArray newest;
+    for (int i = 0; i < count; ++i)
+        newest = network->takePacket(networkKind, 0);
+    return acceptNetworkFrame(newest);
+}
+
+bool DSPTree::decodeGroupPacket()
+{
+    if (!network)
+        return false;
+    const int count = network->countPackets(groupKind, 0);
+    if (count == 0)
+        return false;
+    QByteArray newest;
+    for (int i = 0; i < count; ++i)
+        newest = network->takePacket(groupKind, 0);
+    return acceptGroupFrame(newest);
+}
+
+// A damaged snapshot (cut short, an input count that claims more records than
+// the frame holds, no record at all) is dropped whole: the previous graph and
+// its header values stay, with a status line. Half a network would show units
+// without their inputs as if the target had lost them.
+bool DSPTree::acceptNetworkFrame(const QByteArray& frame)
+{
+    if (frame.size() < frameHeaderSize) {
+        Q_EMIT statusChanged(damagedNetworkStatus);
+        return false;
+    }
+    const int version = readU8(frame.constData() + 10);
+    if (version > currentNetworkVersion) {
+        totalCPU = 0.0f;
+        sampleRate = 0;
+        blockLength = 0;
+        Q_EMIT statusChanged(incompatibleVersionStatus);
+        return false;
+    }
+    if (version < currentNetworkVersion)
+        Q_EMIT statusChanged(oldVersionStatus);
+
+    if (readSnapshot(frame, version))
+        return true;
+    Q_EMIT statusChanged(damagedNetworkStatus);
+    return false;
+}
+
+// Reads the records into a graph of their own and replaces the current one
+// only when all of them were there. A frame too short for its snapshot header
+// is damaged like one cut inside a record.
+bool DSPTree::readSnapshot(const QByteArray& frame, int version)
+{
+    const qsizetype first = firstRecordOffset(version);
+    if (frame.size() < first)
+        return false;
+    const char* cursor = frame.constData() + first;
+    QHash<quint64, DSPNode*> decoded;
+    QList<DSPNode*> created;
+    DSPNode decodedHead;
+    if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
+                  created)) {
+        qDeleteAll(created);
+        return false;
+    }
+    deleteNodes();
+    nodes.swap(decoded);
+    creationOrder.swap(created);
+    head = std::move(decodedHead);
+    networkVersion = version;
+    const char* header = frame.constData() + frameHeaderSize;
+    totalCPU = (version >= 1 && version <= 5) ? readFloat(header) : 0.0f;
+    sampleRate = version == 6 ? readI32(header) : 0;
+    blockLength = version == 6 ? readI32(header + 4) : 0;
+    computeCPU();
+    computeDepth();
+    return true;
+}
+
+// The table ends at the smaller of its size field and the frame's length, so
+// a size field below 12 leaves room for no record; a partial record at the end
+// is ignored.
+bool DSPTree::acceptGroupFrame(const QByteArray& frame)
+{
+    if (frame.size() < frameHeaderSize) {
+        Q_EMIT statusChanged(damagedGroupStatus);
+        return false;
+    }
+    const char* data = frame.constData();
+    if (readU8(data + 10) != 0) {
+        Q_EMIT statusChanged(incompatibleVersionStatus);
+        return false;
+    }
+    qDeleteAll(groups);
+    groups.clear();
+    groupVersion = 0;
+    const qint64 length = std::min<qint64>(readU32(data), frame.size());
+    const qint64 records = std::max<qint64>(length - frameHeaderSize, 0) / groupRecordSize;
+    groups.reserve(records);
+    for (qint64 i = 0; i < records; ++i) {
+        const char* r = data + frameHeaderSize + i * groupRecordSize;
+        DSPGroup* group = new DSPGroup;
+        group->id = readU64(r);
+        group->parentId = readU64(r + 8);
+        const auto* b = reinterpret_cast<const uchar*>(r + 24);
+        group->guid = QUuid(readU32(r + 16), readU16(r + 20), readU16(r + 22), b[0], b[1], b[2],
+                            b[3], b[4], b[5], b[6], b[7]);
+        group->name = readName(r + 36, 260);
+        groups.append(group);
+    }
+    return true;
+}
+
+// Reads the record at cursor as an input of parent, then the inputs of every
+// new unit behind it, depth first, and moves cursor behind the last of them.
+// The target chooses the depth of the network, so the pending input counts are
+// kept on a heap stack rather than the call stack; the stack never holds more
+// entries than the frame holds records. False when the frame ends before the
+// records that the counts announce.
+bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
+                       QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created)
+{
+    struct Pending
+    {
+        DSPNode* node;
+        qint64 remaining;
+    };
+    const qint64 size = recordSize(version);
+    const qint64 capacity = std::min<qint64>((end - cursor) / size, 1 << 24);
+    table.reserve(capacity);
+    created.reserve(capacity);
+    std::vector<Pending> pending{{parent, 1}};
+    while (!pending.empty()) {
+        if (pending.back().remaining == 0) {
+            const DSPNode* done = pending.back().node;
+            pending.pop_back();
+            if (!pending.empty())
+                pending.back().node->inclusiveTime += done->inclusiveTime;
+            continue;
+        }
+        if (end - cursor < size)
+            return false;
+        --pending.back().remaining;
+        DSPNode record;
+        RecordLinks links;
+        readRecord(cursor, version, &record, &links);
+        cursor += size;
+        record.inclusiveTime = record.exclusiveTime;
+        // The entry is made before the inputs are read, so a record inside the
+        // unit's own inputs that repeats its id finds it and closes a loop.
+        DSPNode*& entry = table[record.id];
+        const bool repeated = entry != nullptr;
+        if (!repeated) {
+            entry = new DSPNode(std::move(record));
+            created.append(entry);
+        }
+        pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
+        if (!repeated)
+            pending.push_back({entry, std::max<qint64>(links.inputCount, 0)});
+    }
+    return true;
+}
+
+qint8 DSPTree::levelToDecibels(quint32 rawLevel)
+{
+    uchar bytes[4];
+    std::memcpy(bytes, &rawLevel, sizeof bytes);
+    const quint32 bits = qFromBigEndian<quint32>(bytes);
+    float amplitude;
+    std::memcpy(&amplitude, &bits, sizeof amplitude);
+    // Written so that NaN, like silence, reads as -80.
+    if (!(amplitude > 0.0f))
+        return -80;
+    // Limiting before truncating gives the same whole numbers as the other way
+    // round, and keeps an infinite value out of the conversion to int.
+    const float db = 20.0f * std::log10(amplitude);
+    if (db > 10.0f)
+        return 10;
+    if (db <= -80.0f)
+        return -80;
+    return static_cast<qint8>(static_cast<int>(db));
+}
+
+void DSPTree::computeCPU()
+{
+    if (totalCPU != 0.0f) {
+        if (head.inputs.isEmpty())
+            return;
+        const quint32 rootTime = head.inputs.first().node->inclusiveTime;
+        const float scale = rootTime == 0 ? 0.0f : 1.0f / static_cast<float>(rootTime);
+        for (DSPNode* node : std::as_const(creationOrder)) {
+            node->inclusiveCPU = static_cast<float>(node->inclusiveTime) * totalCPU * scale;
+            node->exclusiveCPU = static_cast<float>(node->exclusiveTime) * totalCPU * scale;
+        }
+        return;
+    }
+    if (sampleRate == 0 || blockLength == 0)
+        return;
+    const float budget =
+        static_cast<float>(blockLength) * 1000.0f * 1000.0f / static_cast<float>(sampleRate);
+    for (DSPNode* node : std::as_const(creationOrder)) {
+        node->inclusiveCPU = static_cast<float>(node->inclusiveTime) / budget;
+        node->exclusiveCPU = static_cast<float>(node->exclusiveTime) / budget;
+    }
+}
+
+// depth is the longest path from the root. A naive walk that re-walks a node
+// each time a longer path reaches it costs 2^n on a ladder of n diamonds, so
+// the depths come from two linear passes instead:
+//  1. An iterative depth-first walk from head, inputs in their order, numbers
+//     the nodes in the order they are finished. A connection to a node still on
+//     the walk's path closes a loop and is left out; what remains is acyclic,
+//     and reverse finishing order is a topological order of it.
+//  2. In that order each node passes its depth plus one on to its inputs.
+// On an acyclic network this is exactly the longest path. On a network with
+// loops it is the longest path that uses no connection back to a node on the
+// path of that first walk; where loops are tangled so that a longer path
+// would reach such a node from elsewhere, the node keeps the depth of the
+// acyclic rest rather than the order-dependent value of a re-walk.
+void DSPTree::computeDepth()
+{
+    // While walking, depth holds the state: unseen, on the path, or the
+    // finishing number (0 or more).
+    const int unseen = -1;
+    const int onPath = -2;
+    for (DSPNode* node : std::as_const(creationOrder))
+        node->depth = unseen;
+    struct Step
+    {
+        DSPNode* node;
+        qsizetype next;
+    };
+    std::vector<DSPNode*> finished;
+    finished.reserve(static_cast<size_t>(nodes.size()) + 1);
+    std::vector<Step> path{{&head, 0}};
+    head.depth = onPath;
+    while (!path.empty()) {
+        Step& step = path.back();
+        if (step.next < step.node->inputs.size()) {
+            DSPNode* input = step.node->inputs.at(step.next++).node;
+            if (input->depth == unseen) {
+                input->depth = onPath;
+                path.push_back({input, 0});
+            }
+            continue;
+        }
+        step.node->depth = static_cast<int>(finished.size());
+        finished.push_back(step.node);
+        path.pop_back();
+    }
+    std::vector<int> longest(finished.size(), -1);
+    for (size_t i = finished.size(); i-- > 0;) {
+        for (const DSPConnection& connection : std::as_const(finished[i]->inputs)) {
+            const int j = connection.node->depth;
+            if (j < static_cast<int>(i))
+                longest[j] = std::max(longest[j], longest[i] + 1);
+        }
+    }
+    for (size_t i = 0; i < finished.size(); ++i)
+        finished[i]->depth = longest[i];
+}
+
+void DSPTree::deleteNodes()
+{
+    qDeleteAll(creationOrder);
+    creationOrder.clear();
+    nodes.clear();
+    head = DSPNode();
+}
+
+void DSPTree::setDSPEnabled(quint64 id, bool enabled)
+{
+    if (networkVersion >= 5)
+        sendCommand(2, id, enabled);
+}
+
+void DSPTree::setDSPBypass(quint64 id, bool bypass)
+{
+    if (networkVersion >= 5)
+        sendCommand(3, id, bypass);
+}
+
+void DSPTree::sendDSPText(QString text)
+{
+    if (networkVersion >= 5)
+        sendText(networkKind, 6, text);
+}
+
+void DSPTree::sendGroupText(QString text)
+{
+    sendText(groupKind, 0, text);
+}
+
+void DSPTree::sendCommand(quint8 subKind, quint64 id, bool value)
+{
+    if (!network)
+        return;
+    char frame[21] = {};
+    qToLittleEndian<quint32>(sizeof frame, frame);
+    frame[8] = static_cast<char>(networkKind);
+    frame[9] = static_cast<char>(subKind);
+    frame[10] = 6;
+    qToLittleEndian<quint64>(id, frame + 12);
+    frame[20] = value ? 1 : 0;
+    network->sendPacket(frame);
+}
+
+// Texts longer than 127 bytes are cut there, which can split a UTF-8 sequence;
+// the target only compares the text with names it knows.
+void DSPTree::sendText(quint8 kind, quint8 version, const QString& text)
+{
+    if (!network)
+        return;
+    char frame[140] = {};
+    qToLittleEndian<quint32>(sizeof frame, frame);
+    frame[8] = static_cast<char>(kind);
+    frame[9] = 1;
+    frame[10] = static_cast<char>(version);
+    const QByteArray utf8 = text.toUtf8();
+    std::memcpy(frame + 12, utf8.constData(), std::min<size_t>(utf8.size(), 127));
+    frame[139] = 0;
+    network->sendPacket(frame);
+}

@@ -1,0 +1,118 @@
+#ifndef DSPTREE_H
+#define DSPTREE_H
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QUuid>
+
+class ProfilerNetwork;
+struct DSPNode;
+
+// One input of a unit: the unit that feeds it and the kind of the connection.
+struct DSPConnection
+{
+    DSPNode* node = nullptr; // not owned; DSPTree::nodes owns it
+    bool sidechain = false;
+    bool send = false;
+};
+
+// One unit of the target's DSP network, as the latest snapshot described it.
+struct DSPNode
+{
+    quint64 id = 0;
+    quint64 groupId = 0;      // 0: the unit belongs to no group
+    quint64 sendTargetId = 0; // 0: the unit sends nowhere; not an entry of inputs
+    QString name;
+    bool active = false;
+    bool bypass = false;
+    quint32 inclusiveTime = 0; // own time plus that of every input first reached here
+    float inclusiveCPU = 0.0f; // fraction, 1.0 is 100 %
+    quint32 exclusiveTime = 0;
+    float exclusiveCPU = 0.0f;
+    QList<qint8> volumeLevels; // decibels, one per channel
+    QList<DSPConnection> inputs;
+    int depth = -1; // longest path from the root, in connections; the root has 0
+};
+
+// One record of the group table.
+struct DSPGroup
+{
+    quint64 id = 0;
+    quint64 parentId = 0;
+    QUuid guid;
+    QString name;
+};
+
+// The model of the target's DSP network: the graph of the newest snapshot under
+// the synthetic node head, the newest group table, and the commands about DSPs.
+//
+// Readers (the network view) use head.inputs, nodes and groups directly from
+// inside their slot for dspNetTreeUpdated(); pointers die at the next accepted
+// packet of their kind. The graph can hold shared nodes and cycles.
+class DSPTree : public QObject
+{
+    Q_OBJECT
+
+public:
+    // network may be null: the tree is then fed frames through acceptNetworkFrame()
+    // and acceptGroupFrame() only, and every command is dropped.
+    explicit DSPTree(ProfilerNetwork* network);
+    ~DSPTree() override;
+
+    void setDSPEnabled(quint64 id, bool enabled);
+    void setDSPBypass(quint64 id, bool bypass);
+    void sendDSPText(QString text);
+    void sendGroupText(QString text);
+
+    // Decode one whole snapshot frame (kind 1, sub-kind 0, header included), as
+    // slotPacketArrived does for the newest queued one. True when the graph was
+    // replaced. Emits statusChanged for version problems and damaged frames.
+    bool acceptNetworkFrame(const QByteArray& frame);
+    // Decode one whole group table frame (kind 7, sub-kind 0). True when the
+    // table was replaced.
+    bool acceptGroupFrame(const QByteArray& frame);
+
+    // One level value of versions 3 to 5 in whole decibels, -80 to 10. rawLevel
+    // holds the four bytes copied from the frame as they stand (a big-endian
+    // float amplitude), not a number read from them.
+    static qint8 levelToDecibels(quint32 rawLevel);
+
+    QList<DSPGroup*> groups;        // owns the groups
+    QHash<quint64, DSPNode*> nodes; // owns the nodes; head is not among them
+    DSPNode head;                   // parent of the root; one input after a snapshot
+    ProfilerNetwork* network;       // not owned
+    int networkVersion;
+    int groupVersion;
+    float totalCPU;
+    int sampleRate;
+    int blockLength;
+
+Q_SIGNALS:
+    void dspNetTreeUpdated();
+    void statusChanged(QString status);
+
+public Q_SLOTS:
+    void slotPacketArrived();
+
+private:
+    bool decodeNetworkPacket();
+    bool decodeGroupPacket();
+    bool readSnapshot(const QByteArray& frame, int version);
+    bool readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
+                  QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created);
+    void computeCPU();
+    void computeDepth();
+    void deleteNodes();
+    void sendCommand(quint8 subKind, quint64 id, bool value);
+    void sendText(quint8 kind, quint8 version, const QString& text);
+
+    // The units of nodes in the order they were read. Walking and freeing them
+    // in this order rather than the hash's keeps to the order of allocation,
+    // which is twice as fast on large graphs.
+    QList<DSPNode*> creationOrder;
+};
+
+#endif // DSPTREE_H

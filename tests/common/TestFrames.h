@@ -1,0 +1,76 @@
+#ifndef TESTFRAMES_H
+#define TESTFRAMES_H
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QUuid>
+
+// Attributes of one DSP unit as a target would send them in a node record.
+// Fields that a record version does not carry are simply not written.
+struct TestNode
+{
+    quint64 id = 0; // versions 0 and 1 carry only the low 32 bits
+    QString name;   // UTF-8; cut to the 32-byte field, zero byte only if it fits
+    quint64 groupId = 0;
+    quint64 sendTargetId = 0;
+    bool active = true;
+    bool bypass = false;
+    quint32 exclusiveTime = 0; // 32 bits in version 1, 16 bits from version 2 on
+    // Amplitudes written as big-endian floats by versions 3 to 5; version 2
+    // writes only their number as its level count.
+    QList<float> amplitudes;
+    // Whole decibels written as signed bytes by version 6.
+    QList<qint8> decibels;
+    // The level count byte as written; -1 writes the length of the list that the
+    // version uses. At most 32 values are ever written.
+    int levelCount = -1;
+};
+
+// One record of the group table.
+struct TestGroup
+{
+    quint64 id = 0;
+    quint64 parentId = 0;
+    QUuid guid;
+    QString name; // cut to the 260-byte field
+};
+
+// Byte builders of the frames a target sends (kind 1 snapshots of versions 0
+// to 6, kind 7 group tables), for tests, fuzz seeds and benchmarks. Every
+// result is little-endian and packed exactly as on the wire.
+class TestFrames
+{
+public:
+    // Size of one node record of the version (45, 49, 61, 179, 187, 195, 94).
+    static int recordSize(int version);
+    // Offset of the first node record in a snapshot frame of the version.
+    static int firstRecordOffset(int version);
+
+    // A whole frame: the 12-byte header, with size = 12 + payload length, and
+    // the payload.
+    static QByteArray frame(quint8 kind, quint8 subKind, quint8 version, const QByteArray& payload);
+
+    // The bytes between the frame header and the first record: totalCPU for
+    // versions 1 to 5, sampleRate and blockLength for version 6, nothing for 0.
+    static QByteArray snapshotHeader(int version, float totalCPU, qint32 sampleRate,
+                                     qint32 blockLength);
+
+    // One node record. inputCount is written as it stands, cut to the field's
+    // width (signed 32 bits up to version 5, unsigned 16 bits in version 6), so
+    // negative or too large counts can be written. send and sidechain exist in
+    // version 6 only.
+    static QByteArray nodeRecord(int version, const TestNode& node, qint64 inputCount,
+                                 bool send = false, bool sidechain = false);
+
+    // A whole snapshot frame (kind 1, sub-kind 0) around already built records.
+    static QByteArray snapshot(int version, const QByteArray& records, float totalCPU = 0.0f,
+                               qint32 sampleRate = 0, qint32 blockLength = 0);
+
+    // One 296-byte group record, and a whole group table frame (kind 7,
+    // sub-kind 0, version 0).
+    static QByteArray groupRecord(const TestGroup& group);
+    static QByteArray groupTable(const QList<TestGroup>& groups);
+};
+
+#endif // TESTFRAMES_H
