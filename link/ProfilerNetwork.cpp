@@ -1,5 +1,6 @@
 #include "ProfilerNetwork.h"
 
+#include "FrameCutter.h"
 #include "PacketHeader.h"
 #include "PacketQueue.h"
 
@@ -20,7 +21,8 @@ const int subscriptionSize = 18;
 } // namespace
 
 ProfilerNetwork::ProfilerNetwork()
-    : socket(new QTcpSocket()), packetQueue(new PacketQueue()), reconnectTimer(new QTimer()),
+    : socket(new QTcpSocket()), packetQueue(new PacketQueue()),
+      frameCutter(new FrameCutter(packetQueue, maxQueuedBytes)), reconnectTimer(new QTimer()),
       idleTimer(new QTimer()), connecting(false), reconnecting(false), paused(false),
       targetAddress(QStringLiteral("127.0.0.1")), targetPort(defaultPort)
 {
@@ -42,6 +44,7 @@ ProfilerNetwork::~ProfilerNetwork()
     delete socket;
     delete reconnectTimer;
     delete idleTimer;
+    delete frameCutter;
     delete packetQueue;
 }
 
@@ -180,8 +183,13 @@ void ProfilerNetwork::slotPacketArrived()
 {
     // Every arrival of bytes, whole frame or not, counts as life.
     idleTimer->start();
-    if (readFrames())
-        deliverQueue();
+    // A stream that cannot be framed drops the link; the frames cut before
+    // the break stay queued, and no packetReady is sent for this pass.
+    if (frameCutter->cutFrames(socket) == FrameCutter::BrokenStream) {
+        failLink();
+        return;
+    }
+    deliverQueue();
 }
 
 void ProfilerNetwork::slotReconnectTimeout()
@@ -197,39 +205,6 @@ void ProfilerNetwork::slotIdleTimeout()
     reconnectTimer->start();
     idleTimer->stop();
     Q_EMIT statusChanged(QString::fromLatin1(statusTargetClosed));
-}
-
-// Moves every whole frame out of the socket into the queue. A frame is taken
-// only when all of it has arrived; a partial one stays in the socket's buffer
-// and the next readyRead starts again from its header. Returns false when the
-// stream was broken and the link has been dropped.
-bool ProfilerNetwork::readFrames()
-{
-    while (socket->bytesAvailable() >= PacketHeader::headerSize) {
-        char buffer[PacketHeader::headerSize];
-        if (socket->peek(buffer, PacketHeader::headerSize) != PacketHeader::headerSize) {
-            failLink();
-            return false;
-        }
-        PacketHeader header = PacketHeader::read(buffer, PacketHeader::headerSize);
-        // A size below 12 would not even hold its own header (and 0 would
-        // consume nothing, forever); a size above the cap would have the
-        // socket buffer whatever the peer chose to announce. Neither can be
-        // framed, and nothing after it can be trusted, so the link is dropped.
-        if (!header.hasValidSize() || packetQueue->byteCount() + header.size > maxQueuedBytes) {
-            failLink();
-            return false;
-        }
-        if (socket->bytesAvailable() < qint64(header.size))
-            return true;
-        QByteArray frame = socket->read(header.size);
-        if (frame.size() != qsizetype(header.size)) {
-            failLink();
-            return false;
-        }
-        packetQueue->append(frame);
-    }
-    return true;
 }
 
 // One packetReady stands for the whole batch, and also fires when this pass

@@ -6,12 +6,13 @@
 #include <QObject>
 #include <QString>
 
+class FrameCutter;
 class PacketQueue;
 class QTcpSocket;
 class QTimer;
 
-// The one owner of the TCP link to the target: connects and reconnects, cuts
-// the received stream into frames, queues them for the decoders and writes
+// The one owner of the TCP link to the target: connects and reconnects, has
+// the received stream cut into frames, queues them for the decoders and writes
 // outbound frames. Every change of the link is reported by statusChanged.
 class ProfilerNetwork : public QObject
 {
@@ -69,13 +70,13 @@ private Q_SLOTS:
     void slotIdleTimeout();
 
 private:
-    bool readFrames();
     void deliverQueue();
     void writeFrame(const char* data, quint32 size);
     void failLink();
 
     QTcpSocket* socket;
     PacketQueue* packetQueue;
+    FrameCutter* frameCutter;
     QTimer* reconnectTimer;
     QTimer* idleTimer;
     bool connecting;

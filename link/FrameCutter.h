@@ -1,0 +1,46 @@
+#ifndef FRAMECUTTER_H
+#define FRAMECUTTER_H
+
+#include <QtGlobal>
+
+class PacketQueue;
+class QIODevice;
+
+// Cuts whole frames out of a byte stream and appends them to a queue. A frame
+// is taken only when all of it is in the device: its 12-byte header is peeked
+// first, without consuming anything, so a partial frame stays where it is and
+// the next call starts again from the same header.
+//
+// The cutter only cuts. It never closes the device and sends no signal: what
+// a broken stream means for the link is the owner's business.
+//
+// A plain class, like the queue it fills. It keeps no part of the stream
+// between calls, so one cutter serves every connection of a socket in turn.
+class FrameCutter
+{
+public:
+    enum Result
+    {
+        // Every whole frame has been queued; fewer bytes than the next frame
+        // needs are left in the device.
+        WholeFramesTaken,
+        // The stream cannot be framed from here on; nothing behind the last
+        // queued frame was consumed.
+        BrokenStream
+    };
+
+    // The queue is not owned. maxQueuedBytes caps what the queue may hold: a
+    // frame that would take it past the cap breaks the stream.
+    FrameCutter(PacketQueue* queue, qint64 maxQueuedBytes);
+
+    // Moves every whole frame that the device holds into the queue.
+    Result cutFrames(QIODevice* device);
+
+private:
+    bool canQueue(quint32 frameSize) const;
+
+    PacketQueue* packetQueue;
+    qint64 maxQueuedBytes;
+};
+
+#endif

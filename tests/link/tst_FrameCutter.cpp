@@ -1,0 +1,125 @@
+#include "ChunkedDevice.h"
+#include "FakeTarget.h"
+#include "FrameCutter.h"
+#include "PacketHeader.h"
+#include "PacketQueue.h"
+
+#include <QtTest>
+
+#include <limits>
+
+namespace {
+
+const qint64 noQueueCap = std::numeric_limits<qint64>::max();
+
+struct CutOutcome
+{
+    FrameCutter::Result result = FrameCutter::WholeFramesTaken;
+    qint64 consumed = 0;
+};
+
+// Reveals the stream in the chunks given (the rest as a last chunk) and cuts
+// after each, as the link does on every readyRead; stops at a broken stream.
+CutOutcome cutInChunks(const QByteArray& stream, const QList<qint64>& chunks, PacketQueue& queue,
+                       qint64 maxQueuedBytes)
+{
+    ChunkedDevice device(stream);
+    FrameCutter cutter(&queue, maxQueuedBytes);
+    CutOutcome outcome;
+    for (qsizetype i = 0; i <= chunks.size(); ++i) {
+        device.reveal(i < chunks.size() ? chunks.at(i) : stream.size());
+        outcome.result = cutter.cutFrames(&device);
+        if (outcome.result == FrameCutter::BrokenStream)
+            break;
+    }
+    outcome.consumed = device.consumedBytes();
+    return outcome;
+}
+
+// Takes the expected frames from the queue in stream order; each must come
+// out of the FIFO of its own kind, and nothing may be left.
+bool takeExactly(PacketQueue& queue, const QList<QByteArray>& frames)
+{
+    for (const QByteArray& frame : frames) {
+        const PacketHeader header = PacketHeader::read(frame);
+        if (queue.take(header.kind, header.subKind) != frame)
+            return false;
+    }
+    return queue.isEmpty();
+}
+
+} // namespace
+
+class tst_FrameCutter : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sameFramesAtEverySplit_data();
+    void sameFramesAtEverySplit();
+};
+
+void tst_FrameCutter::sameFramesAtEverySplit_data()
+{
+    QTest::addColumn<QList<QByteArray>>("frames");
+    QTest::addColumn<QByteArray>("tail");
+    QTest::addColumn<qint64>("maxQueuedBytes");
+    QTest::addColumn<bool>("broken");
+
+    const QList<QByteArray> everyKind{
+        FakeTarget::frame(PacketKind::DSPNetwork, 0, 6, QByteArray(40, '\1')),
+        FakeTarget::frame(PacketKind::DSPGroup, 0, 0, QByteArray(296, '\7')),
+        FakeTarget::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\3')),
+        FakeTarget::frame(PacketKind::Channel, 0, 0, QByteArray(24, '\4')),
+        FakeTarget::frame(PacketKind::Codec, 0, 0, QByteArray(32, '\5')),
+        FakeTarget::frame(PacketKind::Stats, 0, 0, QByteArray(60, '\x09')),
+        FakeTarget::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\x13'))};
+    const QByteArray bare = FakeTarget::frame(PacketKind::Codec, 0, 0);
+
+    QTest::newRow("one frame of every kind") << everyKind << QByteArray() << noQueueCap << false;
+    QTest::newRow("bare headers back to back")
+        << QList<QByteArray>{bare, bare, bare} << QByteArray() << noQueueCap << false;
+    QTest::newRow("partial frame left behind")
+        << everyKind.mid(0, 2) << everyKind.at(2).left(20) << noQueueCap << false;
+    QTest::newRow("header of size 0")
+        << everyKind.mid(2, 2) << FakeTarget::header(0, 3) << noQueueCap << true;
+    QTest::newRow("size one past the frame cap")
+        << everyKind.mid(2, 1) << FakeTarget::header(PacketHeader::maxFrameSize + 1, 1)
+        << noQueueCap << true;
+    // The cap counts what is queued: the frame that fills it exactly fits, one
+    // byte more does not, and bytes behind the break are never looked at.
+    QTest::newRow("queue filled exactly")
+        << QList<QByteArray>{bare, bare, bare} << QByteArray() << qint64(36) << false;
+    QTest::newRow("queue cap one byte short")
+        << QList<QByteArray>{bare, bare} << bare + bare << qint64(35) << true;
+}
+
+// A socket may hand the bytes over in any pieces: every split into two
+// chunks, and byte by byte, must give the same frames and the same verdict,
+// and no byte behind the last whole frame may be consumed.
+void tst_FrameCutter::sameFramesAtEverySplit()
+{
+    QFETCH(QList<QByteArray>, frames);
+    QFETCH(QByteArray, tail);
+    QFETCH(qint64, maxQueuedBytes);
+    QFETCH(bool, broken);
+
+    const QByteArray stream = frames.join() + tail;
+    QList<QList<qint64>> splits{QList<qint64>(stream.size(), 1)};
+    for (qint64 at = 0; at <= stream.size(); ++at)
+        splits.append(QList<qint64>{at});
+    for (const QList<qint64>& chunks : splits) {
+        PacketQueue queue;
+        const CutOutcome outcome = cutInChunks(stream, chunks, queue, maxQueuedBytes);
+        const QByteArray where = chunks.size() == 1 ? "split at " + QByteArray::number(chunks.at(0))
+                                                    : QByteArray("byte by byte");
+        QVERIFY2(outcome.result ==
+                     (broken ? FrameCutter::BrokenStream : FrameCutter::WholeFramesTaken),
+                 where.constData());
+        QVERIFY2(outcome.consumed == frames.join().size(), where.constData());
+        QVERIFY2(takeExactly(queue, frames), where.constData());
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_FrameCutter)
+#include "tst_FrameCutter.moc"
