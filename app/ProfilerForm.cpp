@@ -1,7 +1,14 @@
 #include "ProfilerForm.h"
 
+#include "CPUHistory.h"
+#include "ChannelHistory.h"
+#include "CodecHistory.h"
+#include "DSPTree.h"
 #include "PacketHeader.h"
+#include "ProfilerDSPNetGraph.h"
+#include "ProfilerLineGraph.h"
 #include "ProfilerNetwork.h"
+#include "StatsHistory.h"
 
 #include <QCloseEvent>
 #include <QFontMetrics>
@@ -20,35 +27,30 @@ const char* const disconnectText = "Disconnect";
 const char* const pauseText = "Pause";
 const char* const resumeText = "Resume";
 
-// A widget whose layout ProfilerForm sets the margins of; the real panels
-// bring layouts of their own.
-QWidget* newPanelPlaceholder()
-{
-    QWidget* panel = new QWidget(nullptr, {});
-    panel->setLayout(new QVBoxLayout());
-    return panel;
-}
-
 } // namespace
 
 ProfilerForm::ProfilerForm(QWidget* parent, Qt::WindowFlags flags)
     : QWidget(parent, flags), network(new ProfilerNetwork()),
-      // integration: dspTree(new DSPTree(network)), cpuHistory(new CPUHistory(network)),
-      // channelHistory(new ChannelHistory(network)), codecHistory(new CodecHistory(network)),
-      // statsHistory(new StatsHistory(network)); the order of creation is the order in which
-      // they run on each packetReady.
-      shownConnecting(false), shownConnected(false), statusTitleLabel(new QLabel()),
+      // The order of creation is the order in which the decoders run on each
+      // packetReady.
+      dspTree(new DSPTree(network)), cpuHistory(new CPUHistory(network)),
+      channelHistory(new ChannelHistory(network)), codecHistory(new CodecHistory(network)),
+      statsHistory(new StatsHistory(network)), shownConnecting(false), shownConnected(false), statusTitleLabel(new QLabel()),
       statusLabel(new QLabel()), ipLabel(new QLabel()), ipEdit(new QLineEdit()),
       portLabel(new QLabel()), portEdit(new QLineEdit()), connectButton(new QPushButton()),
       pauseButton(new QPushButton()), connectionLayout(new QHBoxLayout()),
-      dspNetGraphPanel(newPanelPlaceholder()), // integration: new ProfilerDSPNetGraph(dspTree,..)
-      splitter(new QSplitter()),
-      lineGraphPanel(newPanelPlaceholder()), // integration: new ProfilerLineGraph(cpuHistory, ..)
+      dspNetGraphPanel(new ProfilerDSPNetGraph(dspTree, nullptr, {})), splitter(new QSplitter()),
+      lineGraphPanel(new ProfilerLineGraph(cpuHistory, channelHistory, codecHistory, statsHistory,
+                                           nullptr, {})),
       mainLayout(new QVBoxLayout())
 {
     connect(network, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
-    // integration: statusChanged(QString) of dspTree, cpuHistory, channelHistory, codecHistory
-    // and statsHistory to slotStatusChanged(QString), in this order, here.
+    connect(dspTree, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
+    connect(cpuHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
+    connect(channelHistory, SIGNAL(statusChanged(QString)), this,
+            SLOT(slotStatusChanged(QString)));
+    connect(codecHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
+    connect(statsHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
     connect(connectButton, SIGNAL(clicked()), this, SLOT(slotConnect()));
     connect(pauseButton, SIGNAL(clicked()), this, SLOT(slotPause()));
 
@@ -60,8 +62,13 @@ ProfilerForm::ProfilerForm(QWidget* parent, Qt::WindowFlags flags)
 
 ProfilerForm::~ProfilerForm()
 {
-    // integration: delete statsHistory, codecHistory, channelHistory, cpuHistory, dspTree here,
-    // in this order, before the network they read from.
+    // The data objects go in reverse order of creation, the network last; the
+    // panels are children of the form and go with it.
+    delete statsHistory;
+    delete codecHistory;
+    delete channelHistory;
+    delete cpuHistory;
+    delete dspTree;
     delete network;
 }
 

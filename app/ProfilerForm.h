@@ -4,7 +4,14 @@
 #include <QString>
 #include <QWidget>
 
+class CPUHistory;
+class ChannelHistory;
+class CodecHistory;
+class DSPTree;
+class ProfilerDSPNetGraph;
+class ProfilerLineGraph;
 class ProfilerNetwork;
+class StatsHistory;
 class QCloseEvent;
 class QHBoxLayout;
 class QLabel;
@@ -51,8 +58,11 @@ private:
     void subscribeAll();
 
     ProfilerNetwork* network;
-    // integration: DSPTree* dspTree; CPUHistory* cpuHistory; ChannelHistory* channelHistory;
-    // CodecHistory* codecHistory; StatsHistory* statsHistory;
+    DSPTree* dspTree;
+    CPUHistory* cpuHistory;
+    ChannelHistory* channelHistory;
+    CodecHistory* codecHistory;
+    StatsHistory* statsHistory;
     bool shownConnecting;
     bool shownConnected;
     QLabel* statusTitleLabel;
@@ -64,9 +74,9 @@ private:
     QPushButton* connectButton;
     QPushButton* pauseButton;
     QHBoxLayout* connectionLayout;
-    QWidget* dspNetGraphPanel; // integration: ProfilerDSPNetGraph
+    ProfilerDSPNetGraph* dspNetGraphPanel;
     QSplitter* splitter;
-    QWidget* lineGraphPanel; // integration: ProfilerLineGraph
+    ProfilerLineGraph* lineGraphPanel;
     QVBoxLayout* mainLayout;
 };
 

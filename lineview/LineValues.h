@@ -1,0 +1,47 @@
+#ifndef LINEVALUES_H
+#define LINEVALUES_H
+
+#include <QColor>
+#include <QList>
+#include <QObject>
+#include <QPen>
+#include <QString>
+
+// One plotted series: its latest samples, the pen that draws it, whether it is
+// shown, and the largest sample in the buffer (never below 0.0).
+class LineValues : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Number of samples kept; the plot spreads them over the widget's width.
+    static constexpr int sampleCount = 500;
+
+    LineValues();
+    ~LineValues() override;
+
+    void addValue(float value);
+    void setActive(bool active);
+    void setName(const QString& name);
+    void setColor(const QColor& color);
+
+    const QList<float>& values() const { return m_values; }
+    QString name() const { return m_name; }
+    const QPen& pen() const { return m_pen; }
+    bool isActive() const { return m_active; }
+    float maximum() const { return m_maximum; }
+
+Q_SIGNALS:
+    void dataChanged();
+
+private:
+    void rescanMaximum();
+
+    QList<float> m_values;
+    QString m_name;
+    QPen m_pen;
+    bool m_active;
+    float m_maximum;
+};
+
+#endif // LINEVALUES_H

@@ -1,0 +1,64 @@
+#ifndef LINEVALUESGROUP_H
+#define LINEVALUESGROUP_H
+
+#include <QColor>
+#include <QList>
+#include <QObject>
+#include <QSize>
+#include <QString>
+
+class LineValues;
+class QLineF;
+class QPainter;
+
+// Series that share one vertical scale, one unit text and one number of
+// decimals. In automatic mode the scale follows the largest sample of the
+// active series; in manual mode it holds the value the user chose.
+class LineValuesGroup : public QObject
+{
+    Q_OBJECT
+
+public:
+    LineValuesGroup();
+    ~LineValuesGroup() override;
+
+    LineValues* addLine(QString name, const QColor& color);
+
+    void setName(const QString& name);
+    void setSuffix(const QString& suffix);
+    void setPrecision(int precision);
+    void setMaximum(float maximum);
+    void setAutoMaximum(bool automatic);
+
+    const QList<LineValues*>& lines() const { return m_lines; }
+    QString name() const { return m_name; }
+    QString suffix() const { return m_suffix; }
+    int precision() const { return m_precision; }
+    float maximum() const { return m_maximum; }
+    bool autoMaximum() const { return m_autoMaximum; }
+
+    // Draws the active series over a plot of the given size, the value 0 on the
+    // bottom edge and maximum() on the top edge.
+    void paint(QPainter* painter, QSize size);
+
+Q_SIGNALS:
+    void dataChanged();
+
+public Q_SLOTS:
+    void slotLineDataChanged();
+
+private:
+    void recomputeMaximum();
+    static void drawSegments(QPainter* painter, const QList<float>& values, double xStep,
+                             double yScale, double height);
+    static bool clipToBand(QLineF& segment, double top, double bottom);
+
+    QList<LineValues*> m_lines;
+    QString m_name;
+    QString m_suffix;
+    int m_precision;
+    float m_maximum;
+    bool m_autoMaximum;
+};
+
+#endif // LINEVALUESGROUP_H

@@ -1,0 +1,368 @@
+#include "LineGraph.h"
+#include "LineGraphLegendItem.h"
+#include "LineValues.h"
+#include "LineValuesGroup.h"
+#include "ProfilerSimpleLabel.h"
+
+#include <QCheckBox>
+#include <QFontMetrics>
+#include <QImage>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+// Series and groups, the painted label, a legend row, and the plot.
+class TestLineGraph : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void runningMaximum_data();
+    void runningMaximum();
+    void groupMaximum_data();
+    void groupMaximum();
+    void unchangedSettersEmitNothing();
+    void labelPinsItsSizeAndIgnoresRepeats();
+    void legendNumbers_data();
+    void legendNumbers();
+    void legendRow();
+    void edgeLabels();
+    void plotPixels_data();
+    void plotPixels();
+    void burstCostsOneRepaint();
+};
+
+namespace {
+// Runs of equal samples: {count, value}, ...
+QList<float> runs(std::initializer_list<std::pair<int, float>> parts)
+{
+    QList<float> samples;
+    for (const auto& part : parts) {
+        samples += QList<float>(part.first, part.second);
+    }
+    return samples;
+}
+
+const QColor background(49, 56, 64);
+const QSize plotSize(400, 200);
+
+class PaintCounter : public QObject
+{
+public:
+    int paints = 0;
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return QObject::eventFilter(watched, event);
+    }
+};
+
+void showAndSettle(QWidget* widget, PaintCounter* counter)
+{
+    widget->installEventFilter(counter);
+    widget->show();
+    QVERIFY(QTest::qWaitForWindowExposed(widget));
+    QTRY_VERIFY(counter->paints > 0);
+    counter->paints = 0;
+}
+
+// Whether any pixel of rows top..bottom, right of the labels, is not background.
+bool drawn(const QImage& image, int top, int bottom)
+{
+    for (int y = top; y <= bottom; ++y) {
+        for (int x = image.width() / 2; x < image.width(); ++x) {
+            if (QColor(image.pixel(x, y)) != background) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+} // namespace
+
+void TestLineGraph::runningMaximum_data()
+{
+    QTest::addColumn<QList<float>>("samples");
+    const float inf = std::numeric_limits<float>::infinity();
+
+    QTest::newRow("only peak leaves") << runs({{1, 9.0f}, {499, 2.0f}, {1, 3.0f}});
+    QTest::newRow("older of two equal peaks leaves") << runs({{2, 9.0f}, {500, 1.0f}});
+    QTest::newRow("new sample equals peak as a smaller one leaves")
+        << runs({{1, 1.0f}, {1, 5.0f}, {498, 0.0f}, {2, 5.0f}, {1, 0.0f}});
+    QTest::newRow("negatives only") << runs({{700, -4.0f}});
+    QTest::newRow("non-finite samples count as zero")
+        << runs({{1, inf}, {1, 3.0f}, {1, std::nanf("")}, {1, -inf}});
+    QList<float> descending;
+    QList<float> walk;
+    quint32 seed = 12345;
+    for (int i = 0; i < 3000; ++i) {
+        descending.append(float(3000 - i));
+        seed = seed * 1103515245u + 12345u;
+        walk.append(float(int((seed >> 16) % 7) - 2)); // many equal samples and peaks
+    }
+    QTest::newRow("descending ramp rescans each step") << descending;
+    QTest::newRow("random walk with repeats") << walk;
+}
+
+void TestLineGraph::runningMaximum()
+{
+    QFETCH(QList<float>, samples);
+    LineValues line;
+    QSignalSpy spy(&line, SIGNAL(dataChanged()));
+    for (float sample : std::as_const(samples)) {
+        line.addValue(sample);
+        const QList<float>& values = line.values();
+        QCOMPARE(values.size(), LineValues::sampleCount);
+        QCOMPARE(values.last(), std::isfinite(sample) ? sample : 0.0f);
+        // The oracle: the largest sample in the buffer, and at least 0.
+        QCOMPARE(line.maximum(), std::max(0.0f, *std::max_element(values.cbegin(), values.cend())));
+    }
+    QCOMPARE(spy.count(), samples.size());
+}
+
+void TestLineGraph::groupMaximum_data()
+{
+    // Two series with peaks 4 and 9; the second may be off; the group may be
+    // set to 5 by hand before the samples, and may go back to auto after them.
+    QTest::addColumn<bool>("secondActive");
+    QTest::addColumn<bool>("manual");
+    QTest::addColumn<bool>("backToAuto");
+    QTest::addColumn<float>("expected");
+
+    QTest::newRow("auto follows largest active") << true << false << false << 9.0f;
+    QTest::newRow("auto ignores inactive series") << false << false << false << 4.0f;
+    QTest::newRow("manual ignores samples") << true << true << false << 5.0f;
+    QTest::newRow("back to auto recomputes at once") << true << true << true << 9.0f;
+}
+
+void TestLineGraph::groupMaximum()
+{
+    QFETCH(bool, secondActive);
+    QFETCH(bool, manual);
+    QFETCH(bool, backToAuto);
+    QFETCH(float, expected);
+
+    LineValuesGroup group;
+    LineValues* first = group.addLine(QString("a"), Qt::red);
+    LineValues* second = group.addLine(QString("b"), Qt::green);
+    first->setActive(true);
+    second->setActive(secondActive);
+    if (manual) {
+        group.setAutoMaximum(false);
+        group.setMaximum(5.0f);
+    }
+    QSignalSpy spy(&group, SIGNAL(dataChanged()));
+    first->addValue(4.0f);
+    second->addValue(9.0f);
+    QCOMPARE(spy.count(), 2); // every sample reaches the plot, in either mode
+    if (backToAuto) {
+        group.setAutoMaximum(true);
+    }
+    QCOMPARE(group.maximum(), expected);
+
+    // Switching the series off drops an automatic scale at once.
+    first->setActive(false);
+    second->setActive(false);
+    QCOMPARE(group.maximum(), group.autoMaximum() ? 0.0f : 5.0f);
+}
+
+void TestLineGraph::unchangedSettersEmitNothing()
+{
+    LineValuesGroup group;
+    LineValues* line = group.addLine(QString("a"), Qt::red);
+    line->setActive(true);
+    line->addValue(3.0f);
+    QSignalSpy lineSpy(line, SIGNAL(dataChanged()));
+    QSignalSpy groupSpy(&group, SIGNAL(dataChanged()));
+    line->setActive(true);
+    group.setAutoMaximum(true);
+    QCOMPARE(lineSpy.count() + groupSpy.count(), 0);
+
+    group.setAutoMaximum(false);
+    QCOMPARE(group.maximum(), 3.0f); // the last automatic value stays
+    group.setMaximum(3.0f);
+    QCOMPARE(groupSpy.count(), 1);
+    group.setMaximum(6.0f);
+    QCOMPARE(groupSpy.count(), 2);
+}
+
+void TestLineGraph::labelPinsItsSizeAndIgnoresRepeats()
+{
+    ProfilerSimpleLabel label;
+    label.setText(QString("12.35 [10.00 - 15.00] / 100.00%"));
+    label.setText(QString());
+    const QSize empty = QFontMetrics(label.font()).size(0, QString());
+    QCOMPARE(label.minimumSize(), empty);
+    QCOMPARE(label.maximumSize(), empty);
+
+    PaintCounter counter;
+    label.setText(QString("abc"));
+    showAndSettle(&label, &counter);
+    // An unchanged text neither re-pins the size nor repaints.
+    label.setMinimumSize(0, 0);
+    label.setText(QString("abc"));
+    label.setColor(label.color());
+    QCoreApplication::processEvents();
+    QCOMPARE(label.minimumSize(), QSize(0, 0));
+    QCOMPARE(counter.paints, 0);
+    label.setColor(Qt::red);
+    QTRY_COMPARE(counter.paints, 1);
+}
+
+void TestLineGraph::legendNumbers_data()
+{
+    QTest::addColumn<int>("precision");
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<QList<float>>("numbers");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("precision 0 rounds 2.6 up")
+        << 0 << QString(" channel(s)") << QList<float>{2.6f, -2.0f, 5.0f, 32.0f}
+        << QString("3 [-2 - 5] / 32 channel(s)");
+    QTest::newRow("precision 2") << 2 << QString("%") << QList<float>{12.345f, 10.0f, 15.0f, 100.0f}
+                                 << QString("12.35 [10.00 - 15.00] / 100.00%");
+    QTest::newRow("precision 3") << 3 << QString(" MB") << QList<float>{1.234f, 1.0f, 2.0f, 8.0f}
+                                 << QString("1.234 [1.000 - 2.000] / 8.000 MB");
+    QTest::newRow("placeholder in the suffix stays text")
+        << 0 << QString("%1%") << QList<float>{1.0f, 2.0f, 3.0f, 4.0f}
+        << QString("1 [2 - 3] / 4%1%");
+}
+
+void TestLineGraph::legendNumbers()
+{
+    QFETCH(int, precision);
+    QFETCH(QString, suffix);
+    QFETCH(QList<float>, numbers);
+    QFETCH(QString, expected);
+
+    LineGraphLegendItem item;
+    item.setSuffix(suffix);
+    item.setPrecision(precision);
+    item.setValues(numbers.at(0), numbers.at(1), numbers.at(2), numbers.at(3));
+    QCOMPARE(item.text(), expected);
+}
+
+void TestLineGraph::legendRow()
+{
+    LineGraphLegendItem item;
+    // Setters that change nothing leave the row without a text.
+    item.setPrecision(0);
+    item.setSuffix(QString());
+    item.setCurrent(0.0f);
+    QCOMPARE(item.text(), QString());
+    item.setSuffix(QString("%"));
+    QCOMPARE(item.text(), QString("0 [0 - 0] / 0%"));
+
+    item.setColor(QColor("red"));
+    QCOMPARE(item.checkBox()->styleSheet(),
+             QString("QCheckBox::indicator { border:1px solid black; } "
+                     "QCheckBox::indicator:checked { background-color:#ff0000; }"));
+}
+
+void TestLineGraph::edgeLabels()
+{
+    LineGraph graph;
+    graph.addGroup(QString("CPU"), QString("%"), 2);
+    LineValuesGroup* memory = graph.addGroup(QString("Memory"), QString(" MB"), 3);
+    memory->setAutoMaximum(false);
+    memory->setMaximum(7.5f);
+    // The texts follow the data at the next repaint, not before.
+    QCOMPARE(graph.maximumLabel()->text(), QString());
+    graph.grab();
+    QCOMPARE(graph.maximumLabel()->text(), QString("0.00% / 7.500 MB"));
+    QCOMPARE(graph.minimumLabel()->text(), QString("0.00% / 0.000 MB"));
+}
+
+void TestLineGraph::plotPixels_data()
+{
+    // Samples alternate between `even` and `odd`; red is drawn over green.
+    QTest::addColumn<float>("even");
+    QTest::addColumn<float>("odd");
+    QTest::addColumn<bool>("active");
+    QTest::addColumn<float>("manualMaximum"); // 0 for automatic mode
+    QTest::addColumn<QString>("topMiddleBottom");
+
+    QTest::newRow("auto maximum touches the top edge")
+        << 5.0f << 5.0f << true << 0.0f << QString("T--");
+    QTest::newRow("inactive series draws nothing")
+        << 5.0f << 5.0f << false << 0.0f << QString("---");
+    QTest::newRow("zeros draw no bottom line") << 0.0f << 0.0f << true << 0.0f << QString("---");
+    QTest::newRow("manual maximum twice the sample")
+        << 5.0f << 5.0f << true << 10.0f << QString("-M-");
+    QTest::newRow("manual maximum below the samples")
+        << 50.0f << 50.0f << true << 10.0f << QString("---");
+    QTest::newRow("wild samples cross the whole plot")
+        << 3.0e38f << -3.0e38f << true << 10.0f << QString("TMB");
+}
+
+void TestLineGraph::plotPixels()
+{
+    QFETCH(float, even);
+    QFETCH(float, odd);
+    QFETCH(bool, active);
+    QFETCH(float, manualMaximum);
+    QFETCH(QString, topMiddleBottom);
+
+    LineGraph graph;
+    graph.resize(plotSize);
+    LineValuesGroup* greenGroup = graph.addGroup(QString("A"), QString(), 0);
+    LineValues* green = greenGroup->addLine(QString(), Qt::green);
+    LineValuesGroup* group = graph.addGroup(QString("B"), QString(), 0);
+    LineValues* red = group->addLine(QString(), Qt::red);
+    red->setActive(active);
+    if (manualMaximum > 0.0f) {
+        group->setAutoMaximum(false);
+        group->setMaximum(manualMaximum);
+    }
+    for (int i = 0; i < LineValues::sampleCount; ++i) {
+        red->addValue(i % 2 == 0 ? even : odd);
+        green->addValue(1.0f);
+    }
+    const QImage image = graph.grab().toImage();
+    const int last = plotSize.height() - 1;
+    const QString seen = QString(drawn(image, 0, 1) ? "T" : "-") +
+                         (drawn(image, 2, last - 2) ? "M" : "-") +
+                         (drawn(image, last - 1, last) ? "B" : "-");
+    QCOMPARE(seen, topMiddleBottom);
+    if (topMiddleBottom == "-M-") {
+        // A line at half the scale; the later group is painted over the earlier.
+        greenGroup->setAutoMaximum(false);
+        greenGroup->setMaximum(2.0f);
+        green->setActive(true);
+        QCOMPARE(QColor(graph.grab().toImage().pixel(300, plotSize.height() / 2)), QColor(Qt::red));
+    }
+}
+
+void TestLineGraph::burstCostsOneRepaint()
+{
+    LineGraph graph;
+    graph.resize(plotSize);
+    QList<LineValues*> lines;
+    for (int g = 0; g < 4; ++g) {
+        LineValuesGroup* group = graph.addGroup(QString::number(g), QString(), 0);
+        // A fixed scale keeps the label texts, and so the labels' sizes: a
+        // relayout of a label would expose the plot once more.
+        group->setAutoMaximum(false);
+        group->setMaximum(10.0f);
+        for (int s = 0; s < 4; ++s) {
+            lines.append(group->addLine(QString(), Qt::white));
+            lines.last()->setActive(true);
+        }
+    }
+    PaintCounter counter;
+    showAndSettle(&graph, &counter);
+    for (int snapshot = 0; snapshot < 10; ++snapshot) {
+        for (LineValues* line : std::as_const(lines)) {
+            line->addValue(float(snapshot));
+        }
+    }
+    QTRY_COMPARE(counter.paints, 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(counter.paints, 1);
+}
+
+QTEST_MAIN(TestLineGraph)
+#include "tst_linegraph.moc"
