@@ -1,0 +1,168 @@
+#include "SimFrameReader.h"
+#include "SimRequest.h"
+
+#include <QtEndian>
+#include <QtTest>
+
+namespace {
+
+QByteArray header(quint32 size, quint8 kind, quint8 subKind, quint8 version)
+{
+    QByteArray bytes(12, '\0');
+    qToLittleEndian<quint32>(size, bytes.data());
+    bytes[8] = char(kind);
+    bytes[9] = char(subKind);
+    bytes[10] = char(version);
+    return bytes;
+}
+
+QByteArray subscription(quint8 kind, quint32 rate)
+{
+    QByteArray bytes = header(18, 0, 0, 0) + QByteArray(6, '\0');
+    bytes[12] = char(kind);
+    qToLittleEndian<quint32>(rate, bytes.data() + 14);
+    return bytes;
+}
+
+QByteArray switchCommand(quint8 subKind, quint64 id, bool on)
+{
+    QByteArray bytes = header(21, 1, subKind, 6) + QByteArray(9, '\0');
+    qToLittleEndian<quint64>(id, bytes.data() + 12);
+    bytes[20] = on ? 1 : 0;
+    return bytes;
+}
+
+QByteArray textCommand(quint8 kind, quint8 version, const QByteArray& text)
+{
+    QByteArray field = text.left(128);
+    field.append(QByteArray(128 - field.size(), '\0'));
+    return header(140, kind, 1, version) + field;
+}
+
+// What the profiler sends on connecting, then one command of each kind.
+QByteArray session()
+{
+    return subscription(1, 100) + subscription(7, 100) + subscription(3, 200) +
+           subscription(4, 200) + subscription(5, 200) + subscription(9, 200) +
+           switchCommand(2, Q_UINT64_C(0x00007F3A80001040), false) + switchCommand(3, 5, true) +
+           textCommand(1, 6, "Show") + textCommand(7, 0, "Weapons");
+}
+
+// Feeds `stream` in pieces whose lengths cycle through `pieces`, and reads
+// every request that comes out, as one line each.
+QStringList readAll(const QByteArray& stream, const QList<int>& pieces, QString* error)
+{
+    SimFrameReader reader;
+    QStringList lines;
+    qsizetype at = 0;
+    for (int i = 0; at < stream.size(); ++i) {
+        const int length = pieces[i % pieces.size()];
+        reader.append(stream.mid(at, length));
+        at += length;
+        QByteArray frame;
+        SimFrameReader::Result result;
+        while ((result = reader.next(&frame)) == SimFrameReader::FrameReady) {
+            SimRequest request;
+            if (!SimRequest::parse(frame, &request, error))
+                return lines;
+            lines.append(request.describe());
+        }
+        if (result == SimFrameReader::Broken) {
+            *error = reader.error();
+            return lines;
+        }
+    }
+    if (reader.pendingBytes() > 0)
+        *error = QStringLiteral("%1 of %2 bytes pending")
+                     .arg(reader.pendingBytes())
+                     .arg(reader.pendingFrameSize());
+    return lines;
+}
+
+} // namespace
+
+class TestSimRequests : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void splitAnywhere_data();
+    void splitAnywhere();
+    void badInput_data();
+    void badInput();
+};
+
+void TestSimRequests::splitAnywhere_data()
+{
+    QTest::addColumn<QList<int>>("pieces");
+
+    QTest::newRow("whole") << QList<int>{100000};
+    QTest::newRow("single bytes") << QList<int>{1};
+    QTest::newRow("header cut after 4 bytes") << QList<int>{4, 14};
+    QTest::newRow("frame and a bit") << QList<int>{19, 17};
+    QTest::newRow("uneven pieces") << QList<int>{3, 11, 2, 29, 7, 140, 1};
+    QTest::newRow("two frames and a half") << QList<int>{45};
+}
+
+void TestSimRequests::splitAnywhere()
+{
+    QFETCH(QList<int>, pieces);
+    QString error;
+    const QStringList lines = readAll(session(), pieces, &error);
+    QCOMPARE(error, QString());
+    const QStringList expected{
+        "subscription kind 1/0 rate 100",
+        "subscription kind 7/0 rate 100",
+        "subscription kind 3/0 rate 200",
+        "subscription kind 4/0 rate 200",
+        "subscription kind 5/0 rate 200",
+        "subscription kind 9/0 rate 200",
+        "command enable id 0x00007f3a80001040 = 0",
+        "command bypass id 0x0000000000000005 = 1",
+        "command dsp-text \"Show\"",
+        "command group-text \"Weapons\"",
+    };
+    QCOMPARE(lines, expected);
+}
+
+void TestSimRequests::badInput_data()
+{
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<int>("goodLines");
+    QTest::addColumn<QString>("error");
+
+    const QByteArray good = subscription(1, 100);
+    QTest::newRow("size 0 never loops")
+        << good + header(0, 0, 0, 0) + good << 1 << "frame size 0 is below the 12-byte header";
+    QTest::newRow("size 5") << header(5, 0, 0, 0) << 0
+                            << "frame size 5 is below the 12-byte header";
+    QTest::newRow("huge size is not waited for")
+        << good + header(0xFFFFFFFFu, 1, 2, 6) << 1
+        << "frame size 4294967295 is above the 4096-byte limit";
+    QTest::newRow("unknown kind") << good + header(12, 2, 0, 0) << 1
+                                  << "unknown frame kind 2/0 (12 bytes)";
+    QTest::newRow("sub-kind not taken")
+        << header(18, 1, 0, 6) + QByteArray(6, '\0') << 0 << "unknown frame kind 1/0 (18 bytes)";
+    QTest::newRow("subscription shorter than its layout")
+        << header(14, 0, 0, 0) + QByteArray(2, '\0') << 0
+        << "frame 0/0 of 14 bytes is shorter than its 18";
+    QTest::newRow("command shorter than its layout")
+        << header(20, 1, 2, 6) + QByteArray(8, '\0') << 0
+        << "frame 1/2 of 20 bytes is shorter than its 21";
+    QTest::newRow("truncated at the end") << good + good.left(7) << 1 << "7 of 0 bytes pending";
+    QTest::newRow("truncated after the header")
+        << good + good.left(15) << 1 << "15 of 18 bytes pending";
+}
+
+void TestSimRequests::badInput()
+{
+    QFETCH(QByteArray, stream);
+    QFETCH(int, goodLines);
+    QFETCH(QString, error);
+    QString actual;
+    QCOMPARE(readAll(stream, {1}, &actual).size(), goodLines);
+    QCOMPARE(actual, error);
+}
+
+QTEST_GUILESS_MAIN(TestSimRequests)
+#include "tst_SimRequests.moc"
