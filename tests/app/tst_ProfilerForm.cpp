@@ -1,6 +1,7 @@
 #include "FakeTarget.h"
 #include "ProfilerForm.h"
 #include "ProfilerNetwork.h"
+#include "TestFrames.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -238,7 +239,7 @@ void tst_ProfilerForm::resubscribesAfterReconnection()
 void tst_ProfilerForm::idleTimeoutShowsIdleWhileRetrying()
 {
     goLive();
-    target->send(FakeTarget::frame(4, 0, 0));
+    target->send(TestFrames::frame(4, 0, 0));
     QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(),
                               QStringLiteral("Target closed... Attempting reconnection."), 10000);
     QCOMPARE(look(), QStringLiteral("Idle"));

@@ -25,7 +25,6 @@ void tst_Resources::plates_data()
     QTest::newRow("plate") << ":Profiler/node-faceplate.png" << QColor(218, 218, 218);
     QTest::newRow("highlighted plate")
         << ":Profiler/node-faceplate-highlight.png" << QColor(229, 229, 67);
-    QTest::newRow("plate, rooted path") << ":/Profiler/node-faceplate.png" << QColor(218, 218, 218);
 }
 
 void tst_Resources::plates()

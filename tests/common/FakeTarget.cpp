@@ -60,18 +60,6 @@ void FakeTarget::closeClient()
         client->disconnectFromHost();
 }
 
-QByteArray FakeTarget::frame(quint8 kind, quint8 subKind, quint8 version, const QByteArray& payload)
-{
-    QByteArray bytes(PacketHeader::headerSize, '\0');
-    PacketHeader head;
-    head.size = quint32(PacketHeader::headerSize + payload.size());
-    head.kind = kind;
-    head.subKind = subKind;
-    head.version = version;
-    head.write(bytes.data());
-    return bytes + payload;
-}
-
 QByteArray FakeTarget::header(quint32 size, quint8 kind, quint8 subKind)
 {
     QByteArray bytes(PacketHeader::headerSize, '\0');

@@ -38,9 +38,6 @@ public:
     // An orderly close from the target's side.
     void closeClient();
 
-    // A whole frame: 12-byte header with size = 12 + payload, then payload.
-    static QByteArray frame(quint8 kind, quint8 subKind, quint8 version,
-                            const QByteArray& payload = QByteArray());
     // A bare header that announces size bytes, whatever follows.
     static QByteArray header(quint32 size, quint8 kind, quint8 subKind = 0);
     // A port on 127.0.0.1 on which nothing listens.

@@ -49,7 +49,8 @@ public:
 
     // A whole frame: the 12-byte header, with size = 12 + payload length, and
     // the payload.
-    static QByteArray frame(quint8 kind, quint8 subKind, quint8 version, const QByteArray& payload);
+    static QByteArray frame(quint8 kind, quint8 subKind, quint8 version,
+                            const QByteArray& payload = QByteArray());
 
     // The bytes between the frame header and the first record: totalCPU for
     // versions 1 to 5, sampleRate and blockLength for version 6, nothing for 0.

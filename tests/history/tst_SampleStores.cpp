@@ -122,38 +122,30 @@ void TestSampleStores::passShape_data()
 
     const quint8 cpu = PacketKind::CPU, channel = PacketKind::Channel;
     const quint8 codec = PacketKind::Codec, stats = PacketKind::Stats;
-    QTest::newRow("cpu: old, one status each") << cpu << ""
-                                               << "0 1 0" << Ints{3} << 2 << range(1, 3);
-    QTest::newRow("cpu: 2, 1, 2") << cpu << ""
-                                  << "2 1 2" << Ints{1} << 2 << Ints{2};
-    QTest::newRow("cpu: unknown alone") << cpu << ""
-                                        << "2" << Ints{} << 1 << Ints{};
-    QTest::newRow("cpu: 101st drops the first") << cpu << "1*100"
-                                                << "1" << Ints{1} << 0 << range(2, 101);
-    QTest::newRow("cpu: 150 old") << cpu << ""
-                                  << "0*150" << Ints{100} << 150 << range(51, 150);
-    QTest::newRow("cpu: v1 without geometry") << cpu << ""
-                                              << "1/24" << Ints{} << 0 << Ints{};
-    QTest::newRow("cpu: v0 one byte short") << cpu << ""
-                                            << "0/23" << Ints{} << 0 << Ints{};
-    QTest::newRow("cpu: empty frame") << cpu << ""
-                                      << "1/0" << Ints{} << 0 << Ints{};
-    QTest::newRow("channel: 250 over a full list") << channel << "0*100"
-                                                   << "0*250" << Ints{100} << 0 << range(251, 350);
-    QTest::newRow("channel: v1") << channel << ""
-                                 << "1" << Ints{} << 1 << Ints{};
-    QTest::newRow("channel: one byte short") << channel << ""
-                                             << "0/35" << Ints{} << 0 << Ints{};
-    QTest::newRow("channel: no version byte") << channel << ""
-                                              << "0/10" << Ints{} << 0 << Ints{};
-    QTest::newRow("codec: cut one among good ones") << codec << ""
-                                                    << "0 0/43 0" << Ints{2} << 0 << Ints{1, 3};
-    QTest::newRow("codec: unknown version, cut") << codec << ""
-                                                 << "7/12" << Ints{} << 1 << Ints{};
-    QTest::newRow("stats: refused tail") << stats << ""
-                                         << "0*100 255*50" << Ints{100} << 50 << range(1, 100);
-    QTest::newRow("stats: cut tail") << stats << ""
-                                     << "0*100 0/71*20" << Ints{100} << 0 << range(1, 100);
+    // clang-format off
+    QTest::newRow("cpu: old, one status each")
+        << cpu << "" << "0 1 0" << Ints{3} << 2 << range(1, 3);
+    QTest::newRow("cpu: 2, 1, 2") << cpu << "" << "2 1 2" << Ints{1} << 2 << Ints{2};
+    QTest::newRow("cpu: unknown alone") << cpu << "" << "2" << Ints{} << 1 << Ints{};
+    QTest::newRow("cpu: 101st drops the first")
+        << cpu << "1*100" << "1" << Ints{1} << 0 << range(2, 101);
+    QTest::newRow("cpu: 150 old") << cpu << "" << "0*150" << Ints{100} << 150 << range(51, 150);
+    QTest::newRow("cpu: v1 without geometry") << cpu << "" << "1/24" << Ints{} << 0 << Ints{};
+    QTest::newRow("cpu: v0 one byte short") << cpu << "" << "0/23" << Ints{} << 0 << Ints{};
+    QTest::newRow("cpu: empty frame") << cpu << "" << "1/0" << Ints{} << 0 << Ints{};
+    QTest::newRow("channel: 250 over a full list")
+        << channel << "0*100" << "0*250" << Ints{100} << 0 << range(251, 350);
+    QTest::newRow("channel: v1") << channel << "" << "1" << Ints{} << 1 << Ints{};
+    QTest::newRow("channel: one byte short") << channel << "" << "0/35" << Ints{} << 0 << Ints{};
+    QTest::newRow("channel: no version byte") << channel << "" << "0/10" << Ints{} << 0 << Ints{};
+    QTest::newRow("codec: cut one among good ones")
+        << codec << "" << "0 0/43 0" << Ints{2} << 0 << Ints{1, 3};
+    QTest::newRow("codec: unknown version, cut") << codec << "" << "7/12" << Ints{} << 1 << Ints{};
+    QTest::newRow("stats: refused tail")
+        << stats << "" << "0*100 255*50" << Ints{100} << 50 << range(1, 100);
+    QTest::newRow("stats: cut tail")
+        << stats << "" << "0*100 0/71*20" << Ints{100} << 0 << range(1, 100);
+    // clang-format on
 }
 
 void TestSampleStores::passShape()

@@ -1,6 +1,7 @@
 #include "CPUHistory.h"
 #include "ChannelHistory.h"
 #include "CodecHistory.h"
+#include "HistoryFrames.h"
 #include "LineGraph.h"
 #include "LineGraphControl.h"
 #include "LineGraphLegendItem.h"
@@ -10,7 +11,6 @@
 #include "StatsHistory.h"
 
 #include <QCheckBox>
-#include <QDataStream>
 #include <QLayout>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -36,36 +36,25 @@ private Q_SLOTS:
 };
 
 namespace {
-// A whole frame: the 12-byte header, then the values in little-endian order.
-template <typename T> QByteArray frame(quint8 kind, quint8 version, const QList<T>& values)
-{
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    out.setByteOrder(QDataStream::LittleEndian);
-    out.setFloatingPointPrecision(QDataStream::SinglePrecision);
-    out << quint32(12 + values.size() * sizeof(T)) << quint32(0) << kind << quint8(0) << version
-        << quint8(0);
-    for (T value : values) {
-        out << value;
-    }
-    return bytes;
-}
-
 QByteArray cpuFrame(float dsp, float stream, float update, float geometry)
 {
-    return frame<float>(3, 1, {dsp, stream, update, geometry});
+    return HistoryFrames::cpu(1, dsp, stream, update, geometry);
 }
 
-// CPU 12.34, 0.5, 1, 2 (dsp, stream, update, geometry); eighteen counts and
-// limits in wire order (real, virtual, ADPCM, ZADPCM, MPEG, Vorbis, XMA, AT9,
-// PCM); memory and its limit in bytes.
+QByteArray channelFrame(const QList<qint32>& values)
+{
+    return HistoryFrames::ints(PacketKind::Channel, 0, values);
+}
+
+QByteArray codecFrame(const QList<qint32>& values)
+{
+    return HistoryFrames::ints(PacketKind::Codec, 0, values);
+}
+
+// CPU 12.34, 0.5, 1, 2 (dsp, stream, update, geometry).
 QByteArray statsFrame(const QList<qint16>& counts, qint32 memory, qint32 memoryLimit)
 {
-    QByteArray bytes = frame<float>(9, 0, {12.34f, 0.5f, 1.0f, 2.0f});
-    bytes +=
-        frame<qint16>(0, 0, counts).mid(12) + frame<qint32>(0, 0, {memory, memoryLimit}).mid(12);
-    bytes[0] = char(bytes.size());
-    return bytes;
+    return HistoryFrames::stats(0, {12.34f, 0.5f, 1.0f, 2.0f}, counts, memory, memoryLimit);
 }
 
 const QList<qint16> someCounts = {10, 32, 20, 64, 1, 4, 0, 0, 2, 8, 0, 0, 0, 0, 0, 0, 3, 16};
@@ -185,11 +174,11 @@ void TestLineGraphControl::storesFeedRowsAndSeries_data()
         << Texts{{"DSP", "3.00 [0.00 - 0.00] / 100.00%"}, {"Total", "6.50 [0.00 - 0.00] / 100.00%"}}
         << Tails{{"DSP", {1, 2, 3}}, {"Geometry", {1, 1, 1}}};
     QTest::newRow("channel counts and limits")
-        << QList<QByteArray>{frame<qint32>(4, 0, {3, 32, 10, 64, 20, 100})}
+        << QList<QByteArray>{channelFrame({3, 32, 10, 64, 20, 100})}
         << Texts{{"Real", "13 [0 - 0] / 96 channel(s)"}, {"Playing", "33 [0 - 0] / 100 channel(s)"}}
         << Tails{{"Software", {10}}, {"Playing", {33}}};
     QTest::newRow("codec packet leaves the other three rows alone")
-        << QList<QByteArray>{frame<qint32>(5, 0, {1, 16, 2, 32, 3, 8, -4, 4})}
+        << QList<QByteArray>{codecFrame({1, 16, 2, 32, 3, 8, -4, 4})}
         << Texts{{"PCM", "-4 [0 - 0] / 4 codec(s)"}, {"Vorbis", "0 [0 - 0] / 0 codec(s)"}}
         << Tails{{"XMA", {0, 3}}, {"AT9", {0, 0}}};
     QTest::newRow("stats give average, minimum and maximum")
@@ -226,7 +215,7 @@ void TestLineGraphControl::statsHideRows()
 {
     Panel p;
     p.row("ZADPCM")->checkBox()->click();
-    p.feed({frame<qint32>(4, 0, {3, 32, 10, 64, 20, 100})});
+    p.feed({channelFrame({3, 32, 10, 64, 20, 100})});
     QVERIFY(!p.row("Hardware")->isHidden());
 
     // ZADPCM has a limit of 0 here: hidden, but still ticked and drawn.
@@ -238,7 +227,7 @@ void TestLineGraphControl::statsHideRows()
 
     QList<qint16> counts = someCounts;
     counts[7] = 6;
-    p.feed({statsFrame(counts, 1, 2000000), frame<qint32>(4, 0, {3, 32, 10, 64, 20, 100})});
+    p.feed({statsFrame(counts, 1, 2000000), channelFrame({3, 32, 10, 64, 20, 100})});
     QVERIFY(!p.row("ZADPCM")->isHidden());
     QVERIFY(p.row("Hardware")->isHidden());
 }
@@ -253,17 +242,16 @@ void TestLineGraphControl::spinBoxFollowsTheLimit_data()
 
     const QList<qint16> noCodecs = {0, 0, 0, 0, 0, -3, 0, -3, 0, -3, 0, -3, 0, -3, 0, -3, 0, -3};
     QTest::newRow("channel limit falls below the chosen maximum")
-        << 1 << frame<qint32>(4, 0, {0, 0, 0, 0, 0, 100}) << 40
-        << frame<qint32>(4, 0, {0, 0, 0, 0, 0, 32}) << 32.0f;
+        << 1 << channelFrame({0, 0, 0, 0, 0, 100}) << 40 << channelFrame({0, 0, 0, 0, 0, 32})
+        << 32.0f;
     QTest::newRow("channel limit above the chosen maximum keeps it")
-        << 1 << frame<qint32>(4, 0, {0, 0, 0, 0, 0, 100}) << 40
-        << frame<qint32>(4, 0, {0, 0, 0, 0, 0, 64}) << 40.0f;
+        << 1 << channelFrame({0, 0, 0, 0, 0, 100}) << 40 << channelFrame({0, 0, 0, 0, 0, 64})
+        << 40.0f;
     QTest::newRow("memory limit below 1 MB gives Auto")
         << 3 << statsFrame(someCounts, 0, 8000000) << 5 << statsFrame(someCounts, 0, 999999)
         << 0.0f;
     QTest::newRow("negative codec limits keep Auto at the bottom")
-        << 2 << frame<qint32>(5, 0, {0, 8, 0, 0, 0, 0, 0, 0}) << 5 << statsFrame(noCodecs, 0, 0)
-        << 0.0f;
+        << 2 << codecFrame({0, 8, 0, 0, 0, 0, 0, 0}) << 5 << statsFrame(noCodecs, 0, 0) << 0.0f;
 }
 
 void TestLineGraphControl::spinBoxFollowsTheLimit()

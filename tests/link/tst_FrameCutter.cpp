@@ -3,6 +3,7 @@
 #include "FrameCutter.h"
 #include "PacketHeader.h"
 #include "PacketQueue.h"
+#include "TestFrames.h"
 
 #include <QtTest>
 
@@ -67,14 +68,14 @@ void tst_FrameCutter::sameFramesAtEverySplit_data()
     QTest::addColumn<bool>("broken");
 
     const QList<QByteArray> everyKind{
-        FakeTarget::frame(PacketKind::DSPNetwork, 0, 6, QByteArray(40, '\1')),
-        FakeTarget::frame(PacketKind::DSPGroup, 0, 0, QByteArray(296, '\7')),
-        FakeTarget::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\3')),
-        FakeTarget::frame(PacketKind::Channel, 0, 0, QByteArray(24, '\4')),
-        FakeTarget::frame(PacketKind::Codec, 0, 0, QByteArray(32, '\5')),
-        FakeTarget::frame(PacketKind::Stats, 0, 0, QByteArray(60, '\x09')),
-        FakeTarget::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\x13'))};
-    const QByteArray bare = FakeTarget::frame(PacketKind::Codec, 0, 0);
+        TestFrames::frame(PacketKind::DSPNetwork, 0, 6, QByteArray(40, '\1')),
+        TestFrames::frame(PacketKind::DSPGroup, 0, 0, QByteArray(296, '\7')),
+        TestFrames::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\3')),
+        TestFrames::frame(PacketKind::Channel, 0, 0, QByteArray(24, '\4')),
+        TestFrames::frame(PacketKind::Codec, 0, 0, QByteArray(32, '\5')),
+        TestFrames::frame(PacketKind::Stats, 0, 0, QByteArray(60, '\x09')),
+        TestFrames::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\x13'))};
+    const QByteArray bare = TestFrames::frame(PacketKind::Codec, 0, 0);
 
     QTest::newRow("one frame of every kind") << everyKind << QByteArray() << noQueueCap << false;
     QTest::newRow("bare headers back to back")

@@ -5,20 +5,11 @@
 
 #include <QStringList>
 
-// Read helpers over a decoded DSPTree: units by name, and whole graphs
-// written as sorted text ("A=1 B=2") so that one QCOMPARE checks them all.
+// Read helpers over a decoded DSPTree: whole graphs written as sorted text
+// ("A=1 B=2") so that one QCOMPARE checks them all.
 class DSPTreeProbe
 {
 public:
-    static DSPNode* byName(const DSPTree& tree, const QString& name)
-    {
-        for (DSPNode* node : tree.nodes) {
-            if (node->name == name)
-                return node;
-        }
-        return nullptr;
-    }
-
     template <typename Property> static QString each(const DSPTree& tree, Property property)
     {
         QStringList items;

@@ -163,9 +163,6 @@ void TestDSPTreeLink::commands_data()
 
     const QByteArray bypass5 = QByteArray::fromHex("150000000000000001030600050000000000000001");
     QTest::newRow("bypass node 5") << QStringList{"v5:R"} << "bypass 5 1" << bypass5;
-    QTest::newRow("enable node 7 after v6")
-        << QStringList{"v6:R"} << "enable 7 1"
-        << QByteArray::fromHex("150000000000000001020600070000000000000001");
     QTest::newRow("disable writes 0")
         << QStringList{"v6:R"} << "enable 7 0"
         << QByteArray::fromHex("150000000000000001020600070000000000000000");
