@@ -1,0 +1,81 @@
+#include "BareReceiver.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+BareReceiver::BareReceiver(quint8 endKind)
+    : buffer(new char[bufferBytes]), endKind(endKind), header(), headerFill(0), skipBytes(0),
+      frames(0), ended(false)
+{
+}
+
+BareReceiver::~BareReceiver()
+{
+    delete[] buffer;
+}
+
+bool BareReceiver::receive(quint16 port)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0)
+        return false;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    bool ok = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+              readAll(fd);
+    ::close(fd);
+    return ok;
+}
+
+bool BareReceiver::readAll(int fd)
+{
+    while (!ended) {
+        const ssize_t got = ::recv(fd, buffer, size_t(bufferBytes), 0);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0 || !cut(buffer, got))
+            return false;
+    }
+    return true;
+}
+
+// A frame may stand across any number of reads: the header is gathered first,
+// then the rest of the frame is skipped byte count by byte count.
+bool BareReceiver::cut(const char* data, qint64 length)
+{
+    while (length > 0 && !ended) {
+        if (skipBytes > 0) {
+            const qint64 step = qMin<quint64>(skipBytes, quint64(length));
+            skipBytes -= quint64(step);
+            data += step;
+            length -= step;
+            continue;
+        }
+        const int step = int(qMin<qint64>(headerBytes - headerFill, length));
+        std::memcpy(header + headerFill, data, size_t(step));
+        headerFill += step;
+        data += step;
+        length -= step;
+        if (headerFill < headerBytes)
+            return true;
+        headerFill = 0;
+        quint32 size = 0;
+        for (int i = 3; i >= 0; --i)
+            size = (size << 8) | quint8(header[i]);
+        if (size < quint32(headerBytes))
+            return false;
+        if (quint8(header[8]) == endKind) {
+            ended = true;
+            return true;
+        }
+        ++frames;
+        skipBytes = size - headerBytes;
+    }
+    return true;
+}

@@ -1,0 +1,41 @@
+#ifndef BARERECEIVER_H
+#define BARERECEIVER_H
+
+#include <QtGlobal>
+
+// The floor of the link ingest: a plain POSIX socket and a recv() loop that
+// only finds where each frame ends, as fast as a receiver can possibly be on
+// this machine. It copies nothing out of its buffer and keeps nothing.
+class BareReceiver
+{
+public:
+    // Frames of endKind end the stream; they are not counted.
+    explicit BareReceiver(quint8 endKind);
+    ~BareReceiver();
+
+    // Connects to 127.0.0.1:port and reads until the end frame. False on a
+    // socket error, an early end of the stream, or a size field that cannot
+    // be a frame.
+    bool receive(quint16 port);
+    // Finds the frame ends in the next piece of the stream, which may end
+    // anywhere, also inside a header. False on a size field below 12.
+    bool cut(const char* data, qint64 length);
+    qint64 frameCount() const { return frames; }
+    bool hasEnded() const { return ended; }
+
+private:
+    bool readAll(int fd);
+
+    static constexpr int headerBytes = 12;
+    static constexpr qint64 bufferBytes = 256 * 1024;
+
+    char* buffer;
+    quint8 endKind;
+    char header[headerBytes];
+    int headerFill;
+    quint64 skipBytes;
+    qint64 frames;
+    bool ended;
+};
+
+#endif

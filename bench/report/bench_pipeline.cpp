@@ -1,0 +1,95 @@
+// The snapshot pipeline: one DSP network snapshot decoded, its CPU shares and
+// depths computed, and the view's walk of the new tree into its flat lists,
+// against a bare pass that reads every record of the same frame.
+#include "DSPNetGraph.h"
+#include "DSPTree.h"
+#include "ProfilerDSPNetGraph.h"
+#include "SimTarget.h"
+
+#include <QHash>
+#include <QtEndian>
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+// The snapshot and group table that the simulated target sends for a mixer of
+// n units, built once per size.
+struct Frames
+{
+    QByteArray snapshot;
+    QByteArray groups;
+};
+
+const Frames& framesOf(int units)
+{
+    static QHash<int, Frames> cache;
+    if (!cache.contains(units)) {
+        const SimTarget target(SimShape::Mixer, units, true);
+        cache.insert(units, Frames{target.snapshot(6), target.groupTable()});
+    }
+    return cache[units];
+}
+
+// Time per unit beside time per pass: the figure that must stay flat as the
+// network grows. Printed in seconds' place: "250s" means 250 ns per unit.
+void setUnitCounters(benchmark::State& state)
+{
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.counters["ns_per_unit"] = benchmark::Counter(
+        double(state.range(0)) / 1e9,
+        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+// What one snapshot costs between the socket and the screen: the tree's
+// decoder, then the graph's walk, which the window runs inside
+// dspNetTreeUpdated. The panel gives the graph its start settings. No event
+// loop runs, so the repaint that the graph asks for never happens: layout only.
+void BM_SnapshotPipeline(benchmark::State& state)
+{
+    const Frames& frames = framesOf(int(state.range(0)));
+    DSPTree tree(nullptr);
+    ProfilerDSPNetGraph panel(&tree, nullptr, {});
+    DSPNetGraph* graph = panel.graphWidget();
+    tree.acceptGroupFrame(frames.groups);
+    for (auto _ : state) {
+        if (!tree.acceptNetworkFrame(frames.snapshot)) {
+            state.SkipWithError("the snapshot was not accepted");
+            return;
+        }
+        graph->slotProcessTree();
+    }
+    if (graph->graphNodes().size() < state.range(0) / 2) {
+        state.SkipWithError("the graph shows fewer than half of the units");
+        return;
+    }
+    setUnitCounters(state);
+    state.counters["units_laid_out"] = double(graph->graphNodes().size());
+}
+
+// The floor: one pass over the 94-byte records of the same frame that reads
+// every fixed field and the first byte of the name, and keeps nothing.
+void BM_SnapshotBareRead(benchmark::State& state)
+{
+    const QByteArray& frame = framesOf(int(state.range(0))).snapshot;
+    const int firstRecord = 20;
+    const int recordBytes = 94;
+    for (auto _ : state) {
+        quint64 sum = 0;
+        const char* end = frame.constData() + frame.size();
+        for (const char* r = frame.constData() + firstRecord; end - r >= recordBytes;
+             r += recordBytes) {
+            sum += qFromLittleEndian<quint64>(r) ^ qFromLittleEndian<quint64>(r + 8) ^
+                   qFromLittleEndian<quint64>(r + 16) ^ qFromLittleEndian<quint16>(r + 24) ^
+                   qFromLittleEndian<quint16>(r + 26) ^ quint8(r[28]) ^ quint8(r[29]) ^
+                   quint8(r[30]) ^ quint8(r[62]);
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    setUnitCounters(state);
+}
+
+} // namespace
+
+BENCHMARK(BM_SnapshotPipeline)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_SnapshotBareRead)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);

@@ -1,0 +1,226 @@
+// The report's figures are only as good as the harness that measures them:
+// a floor that miscounts frames, or a run judged whole when frames were lost,
+// would print a wrong ratio without a word.
+#include "BareReceiver.h"
+#include "CPUHistory.h"
+#include "ChannelHistory.h"
+#include "CodecHistory.h"
+#include "DSPTree.h"
+#include "FloodSender.h"
+#include "FloodStream.h"
+#include "LinkWatcher.h"
+#include "PacketHeader.h"
+#include "ProfilerNetwork.h"
+#include "ReportSettings.h"
+#include "SimFrameWriter.h"
+#include "StatsHistory.h"
+
+#include <QTest>
+
+#include <initializer_list>
+#include <vector>
+
+namespace {
+
+QByteArray framesOfSizes(const QList<int>& sizes)
+{
+    QByteArray stream;
+    for (int size : sizes)
+        stream += SimFrameWriter::frame(PacketKind::Stats, 0, 0, size - PacketHeader::headerSize);
+    return stream;
+}
+
+} // namespace
+
+class tst_BenchReport : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void bareCutCountsEveryFrame_data();
+    void bareCutCountsEveryFrame();
+    void bareCutRejectsImpossibleSize_data();
+    void bareCutRejectsImpossibleSize();
+    void streamHoldsTheSubscriptionMix_data();
+    void streamHoldsTheSubscriptionMix();
+    void watcherJudgesTheRun_data();
+    void watcherJudgesTheRun();
+    void settingsTakeOnlyTheirOwnFlags_data();
+    void settingsTakeOnlyTheirOwnFlags();
+};
+
+void tst_BenchReport::bareCutCountsEveryFrame_data()
+{
+    QTest::addColumn<QList<int>>("sizes");
+    QTest::addColumn<int>("chunk"); // 0: the whole stream in one piece
+    QTest::addColumn<QList<int>>("behindEnd");
+
+    const QList<int> mixed{12, 40, 300, 13};
+    QTest::newRow("one byte per read") << mixed << 1 << QList<int>();
+    QTest::newRow("headers cut in the middle") << mixed << 5 << QList<int>();
+    QTest::newRow("reads of exactly one header") << mixed << 12 << QList<int>();
+    QTest::newRow("frame longer than many reads") << QList<int>{100000, 20} << 4096 << QList<int>();
+    QTest::newRow("all in one read") << mixed << 0 << QList<int>();
+    QTest::newRow("frames behind the end are not counted") << mixed << 7 << QList<int>{12, 50};
+}
+
+void tst_BenchReport::bareCutCountsEveryFrame()
+{
+    QFETCH(QList<int>, sizes);
+    QFETCH(int, chunk);
+    QFETCH(QList<int>, behindEnd);
+    const QByteArray stream =
+        framesOfSizes(sizes) + FloodStream::endFrame() + framesOfSizes(behindEnd);
+    BareReceiver receiver(FloodStream::endKind);
+    const int step = chunk == 0 ? int(stream.size()) : chunk;
+    for (int at = 0; at < stream.size(); at += step)
+        QVERIFY(receiver.cut(stream.constData() + at, qMin<qint64>(step, stream.size() - at)));
+    QVERIFY(receiver.hasEnded());
+    QCOMPARE(receiver.frameCount(), qint64(sizes.size()));
+}
+
+void tst_BenchReport::bareCutRejectsImpossibleSize_data()
+{
+    QTest::addColumn<quint32>("size");
+    QTest::newRow("size 0 would never move on") << 0u;
+    QTest::newRow("size 11 is shorter than its header") << 11u;
+}
+
+void tst_BenchReport::bareCutRejectsImpossibleSize()
+{
+    QFETCH(quint32, size);
+    QByteArray stream = framesOfSizes({20});
+    QByteArray broken(PacketHeader::headerSize, '\0');
+    SimFrameWriter::writeHeader(broken.data(), size, PacketKind::Stats, 0, 0);
+    stream += broken + FloodStream::endFrame();
+    BareReceiver receiver(FloodStream::endKind);
+    QVERIFY(!receiver.cut(stream.constData(), stream.size()));
+    QVERIFY(!receiver.hasEnded());
+    QCOMPARE(receiver.frameCount(), qint64(1));
+}
+
+void tst_BenchReport::streamHoldsTheSubscriptionMix_data()
+{
+    QTest::addColumn<int>("units");
+    QTest::addColumn<int>("rounds");
+    QTest::newRow("one round of a small mix") << 50 << 1;
+    QTest::newRow("several rounds of the ingest size") << 200 << 3;
+}
+
+// Every frame must be whole and of a received kind, in the proportions of the
+// profiler's subscriptions: two snapshots and two group tables to one of
+// each sample per round.
+void tst_BenchReport::streamHoldsTheSubscriptionMix()
+{
+    QFETCH(int, units);
+    QFETCH(int, rounds);
+    const FloodStream flood(units, rounds);
+    const QByteArray& bytes = flood.bytes();
+    QHash<int, int> kinds;
+    int frames = 0;
+    qsizetype at = 0;
+    while (at < bytes.size()) {
+        const PacketHeader header = PacketHeader::read(bytes.constData() + at, bytes.size() - at);
+        QVERIFY(header.size > quint32(PacketHeader::headerSize));
+        QVERIFY(at + header.size <= quint32(bytes.size()));
+        ++kinds[header.kind];
+        ++frames;
+        at += header.size;
+    }
+    QCOMPARE(frames, flood.frameCount());
+    QCOMPARE(frames, rounds * FloodStream::framesPerRound);
+    const QHash<int, int> expected{{1, 2 * rounds}, {7, 2 * rounds}, {3, rounds},
+                                   {4, rounds},     {5, rounds},     {9, rounds}};
+    QCOMPARE(kinds, expected);
+}
+
+void tst_BenchReport::watcherJudgesTheRun_data()
+{
+    QTest::addColumn<QByteArray>("extra");
+    QTest::addColumn<bool>("clean");
+    QTest::addColumn<bool>("failed");
+
+    QTest::newRow("every frame taken") << QByteArray() << true << false;
+    QTest::newRow("a frame nobody takes is left over")
+        << SimFrameWriter::frame(2, 0, 0, 8) << false << false;
+    QByteArray unknownVersion = SimFrameWriter::channels(SimSample());
+    unknownVersion[PacketHeader::versionOffset] = 1;
+    QTest::newRow("a decoder's status line fails the run") << unknownVersion << true << true;
+}
+
+// The link and its decoders as the window has them, fed by the flood sender.
+void tst_BenchReport::watcherJudgesTheRun()
+{
+    QFETCH(QByteArray, extra);
+    QFETCH(bool, clean);
+    QFETCH(bool, failed);
+    const FloodStream flood(50, 2);
+    FloodSender sender(extra + flood.bytes(), 3);
+    const quint16 port = sender.listen();
+    QVERIFY(port != 0);
+    ProfilerNetwork network;
+    DSPTree tree(&network);
+    CPUHistory cpu(&network);
+    ChannelHistory channels(&network);
+    CodecHistory codecs(&network);
+    StatsHistory stats(&network);
+    LinkWatcher watcher(&network);
+    for (QObject* decoder :
+         std::initializer_list<QObject*>{&tree, &cpu, &channels, &codecs, &stats})
+        watcher.watchStatus(decoder);
+    network.connectToTarget(QStringLiteral("127.0.0.1"), port);
+    QTRY_VERIFY_WITH_TIMEOUT(watcher.hasEnded(), 20000);
+    network.disconnectFromTarget();
+    sender.wait();
+    QVERIFY(sender.hasSentAll());
+    QCOMPARE(watcher.endedCleanly(), clean);
+    QCOMPARE(watcher.hasFailed(), failed);
+    QVERIFY(watcher.passes() > 0);
+}
+
+void tst_BenchReport::settingsTakeOnlyTheirOwnFlags_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("left");
+    QTest::addColumn<double>("seconds");
+
+    QTest::newRow("own flags taken, the rest kept in order")
+        << QStringList{"--benchmark_filter=X", "--sim=/bin/sim", "--steady-seconds=20", "-v"}
+        << true << QStringList{"--benchmark_filter=X", "-v"} << 20.0;
+    QTest::newRow("no own flags") << QStringList{"--benchmark_out=a.json"} << true
+                                  << QStringList{"--benchmark_out=a.json"}
+                                  << ReportSettings::defaultSteadySeconds;
+    QTest::newRow("window below a second")
+        << QStringList{"--steady-seconds=0.5"} << false << QStringList() << 0.0;
+    QTest::newRow("window not a number")
+        << QStringList{"--steady-seconds=long"} << false << QStringList() << 0.0;
+}
+
+void tst_BenchReport::settingsTakeOnlyTheirOwnFlags()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(bool, ok);
+    QFETCH(QStringList, left);
+    QFETCH(double, seconds);
+    std::vector<QByteArray> storage{QByteArray("bench_report")};
+    for (const QString& argument : arguments)
+        storage.push_back(argument.toUtf8());
+    std::vector<char*> argv;
+    for (QByteArray& argument : storage)
+        argv.push_back(argument.data());
+    int argc = int(argv.size());
+    QString error;
+    QCOMPARE(ReportSettings::parse(&argc, argv.data(), &error), ok);
+    QCOMPARE(error.isEmpty(), ok);
+    if (!ok)
+        return;
+    QStringList remaining;
+    for (int i = 1; i < argc; ++i)
+        remaining.append(QString::fromUtf8(argv[size_t(i)]));
+    QCOMPARE(remaining, left);
+    QCOMPARE(ReportSettings::steadySeconds(), seconds);
+}
+
+QTEST_GUILESS_MAIN(tst_BenchReport)
+#include "tst_BenchReport.moc"
