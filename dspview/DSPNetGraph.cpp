@@ -3,9 +3,11 @@
 #include "DSPTree.h"
 
 #include <QAction>
+#include <QFontMetricsF>
 #include <QImageReader>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QTimer>
 
@@ -37,6 +39,18 @@ const int repaintInterval = 10;
 // silently, like any failed save, instead of asking for gigabytes.
 const qint64 maxImageBytes = qint64(1) << 30;
 
+// The raster painter strokes the lines of one drawLines call in groups of
+// this many, each group as one outline, so where two lines of a group overlap
+// their soft edges are covered once. A partial repaint draws whole groups as
+// a full one cuts them, which keeps those overlaps pixel for pixel the same.
+const int lineBatchSize = 16;
+
+// How far, in widget pixels, a pen's width, its square caps and antialiasing
+// can reach beyond the geometry that a culled item is tested with.
+const double devicePadding = 3.0;
+// The same reach under the painter's scale: half the widest pen (2) and its cap.
+const double graphPadding = 2.0;
+
 const char* const faceplatePath = ":Profiler/node-faceplate.png";
 const char* const faceplateHighlightPath = ":Profiler/node-faceplate-highlight.png";
 
@@ -45,6 +59,37 @@ int nodeKey(const DSPNode* node)
 {
     return static_cast<qint32>(static_cast<quint32>(node->id));
 }
+
+// Everything a node draws lies in its plate, except the meters, which run
+// past its right side with more than sixteen levels; the node text is held
+// inside the plate by drawText's own clipping to its rectangle.
+QRectF nodeBounds(const GraphNode& node)
+{
+    const double meters = 3.0 + double(node.levels.size()) * (114.0 / 16.0) + 1.0;
+    return QRectF(node.position.x(), node.position.y(), std::max<double>(plateWidth, meters),
+                  plateHeight);
+}
+
+// A horizontal or vertical line has an empty bounding QRectF, which
+// QRectF::intersects would always miss; this compares the extents instead.
+bool boxMisses(double left, double top, double right, double bottom, const QRectF& area)
+{
+    return right < area.left() || left > area.right() || bottom < area.top() || top > area.bottom();
+}
+
+bool lineMisses(const QLine& line, const QRectF& area)
+{
+    return boxMisses(std::min(line.x1(), line.x2()), std::min(line.y1(), line.y2()),
+                     std::max(line.x1(), line.x2()), std::max(line.y1(), line.y2()), area);
+}
+
+bool rectMisses(const QRectF& rect, const QRectF& area)
+{
+    return boxMisses(rect.left(), rect.top(), rect.right(), rect.bottom(), area);
+}
+
+// The area of a whole render: nothing is culled.
+const QRectF everywhere(-1e12, -1e12, 2e12, 2e12);
 
 QPen makePen(const QColor& color, int width, Qt::PenStyle style = Qt::SolidLine)
 {
@@ -600,10 +645,12 @@ void DSPNetGraph::loadFaceplates()
     faceplateHighlight = reader.read();
 }
 
-void DSPNetGraph::paintEvent(QPaintEvent*)
+// The widget is as large as the whole graph and sits in a scroll area, so
+// most of it is out of view: a repaint draws only what touches its rectangle.
+void DSPNetGraph::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    render(&painter, false);
+    render(&painter, false, event->rect());
 }
 
 void DSPNetGraph::saveImage(QString fileName)
@@ -622,24 +669,42 @@ void DSPNetGraph::saveImage(QString fileName)
 // and groups are drawn at device scale, texts and lines under the painter's.
 void DSPNetGraph::render(QPainter* painter, bool toImage)
 {
+    renderArea(painter, toImage, everywhere);
+}
+
+void DSPNetGraph::render(QPainter* painter, bool toImage, const QRect& exposed)
+{
+    const double s = zoom;
+    const QRectF device =
+        QRectF(exposed).adjusted(-devicePadding, -devicePadding, devicePadding, devicePadding);
+    const QRectF area(device.x() / s, device.y() / s, device.width() / s, device.height() / s);
+    renderArea(painter, toImage,
+               area.adjusted(-graphPadding, -graphPadding, graphPadding, graphPadding));
+}
+
+// area is in unscaled graph coordinates, padded by the reach of the pens.
+void DSPNetGraph::renderArea(QPainter* painter, bool toImage, const QRectF& area)
+{
     painter->setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing, true);
     if (showSends)
-        drawSendLines(painter);
-    drawPlates(painter);
+        drawSendLines(painter, area);
+    drawPlates(painter, area);
     if (showGroups || showGuids)
-        drawGroups(painter, toImage);
+        drawGroups(painter, toImage, area);
     painter->scale(zoom, zoom);
-    drawNodeTexts(painter);
-    drawEllipses(painter);
-    drawConnections(painter);
+    drawNodeTexts(painter, area);
+    drawEllipses(painter, area);
+    drawConnections(painter, area);
     if (showLegend)
         drawLegend(painter);
 }
 
-void DSPNetGraph::drawSendLines(QPainter* painter)
+void DSPNetGraph::drawSendLines(QPainter* painter, const QRectF& area)
 {
     painter->setPen(sendPen);
     for (const QLine& line : std::as_const(*sendLines)) {
+        if (lineMisses(line, area))
+            continue;
         painter->drawLine(qRound(float(line.x1()) * zoom), qRound(float(line.y1()) * zoom),
                           qRound(float(line.x2()) * zoom), qRound(float(line.y2()) * zoom));
     }
@@ -647,10 +712,12 @@ void DSPNetGraph::drawSendLines(QPainter* painter)
 
 // The state colour is filled first and the translucent glass plate drawn over
 // it, so the colour and the meters show through the glass.
-void DSPNetGraph::drawPlates(QPainter* painter)
+void DSPNetGraph::drawPlates(QPainter* painter, const QRectF& area)
 {
     const double s = zoom;
     for (const GraphNode& node : std::as_const(*nodes)) {
+        if (rectMisses(nodeBounds(node), area))
+            continue;
         const double x = node.position.x();
         const double y = node.position.y();
         const QRectF state((x + 3) * s, (y + 3) * s, 114 * s, 39 * s);
@@ -688,17 +755,30 @@ void DSPNetGraph::drawMeters(QPainter* painter, const GraphNode& node, const QRe
     }
 }
 
-void DSPNetGraph::drawGroups(QPainter* painter, bool toImage)
+void DSPNetGraph::drawGroups(QPainter* painter, bool toImage, const QRectF& area)
 {
     const double s = zoom;
     // On the screen the texts are pale on the dark backdrop; a saved image has
     // no backdrop, so they take the plates' blue there.
     const QPen imageTextPen(QColor(66, 186, 255, 255));
+    // A text starts at its x and runs right from there; no glyph of the font
+    // is wider than maxWidth, and none reaches further from its baseline than
+    // the line height. Measuring the real width would lay the text out.
+    const QFontMetricsF metrics(painter->font());
+    const double glyphWidth = std::max(metrics.maxWidth(), metrics.height());
+    const double lineHeight = metrics.height();
+    const QRectF deviceArea(area.topLeft() * s, area.size() * s);
+    const auto textMisses = [&](int x, int y, const QString& text) {
+        return boxMisses(x, y - lineHeight, x + glyphWidth * double(text.size()), y + lineHeight,
+                         deviceArea);
+    };
     for (const GraphGroup& group : std::as_const(*groups)) {
         const QRectF rect(group.rect.topLeft() * s, group.rect.size() * s);
         const int k = group.level == 0 ? 0 : 1;
-        painter->setPen(groupRectPens[k]);
-        painter->drawRects(&rect, 1);
+        if (!rectMisses(group.rect, area)) {
+            painter->setPen(groupRectPens[k]);
+            painter->drawRects(&rect, 1);
+        }
         if (zoom < 0.5f)
             continue;
         const QPen& textPen = toImage ? imageTextPen : groupTextPens[k];
@@ -709,26 +789,32 @@ void DSPNetGraph::drawGroups(QPainter* painter, bool toImage)
                 text += QLatin1Char(' ') + group.guid;
                 guidWritten = true;
             }
-            painter->setPen(textPen);
-            painter->drawText(int(rect.x()),
-                              int(rect.height() + double(float(group.level * 5) * zoom) + rect.y()),
-                              text);
+            const int x = int(rect.x());
+            const int y = int(rect.height() + double(float(group.level * 5) * zoom) + rect.y());
+            if (!textMisses(x, y, text)) {
+                painter->setPen(textPen);
+                painter->drawText(x, y, text);
+            }
         }
         if (!group.guid.isEmpty() && showGuids && !guidWritten) {
-            painter->setPen(textPen);
-            painter->drawText(
-                int(rect.x()),
-                int(rect.height() + double(float((group.level + 2) * 5) * zoom) + rect.y()),
-                group.guid);
+            const int x = int(rect.x());
+            const int y =
+                int(rect.height() + double(float((group.level + 2) * 5) * zoom) + rect.y());
+            if (!textMisses(x, y, group.guid)) {
+                painter->setPen(textPen);
+                painter->drawText(x, y, group.guid);
+            }
         }
     }
 }
 
-void DSPNetGraph::drawNodeTexts(QPainter* painter)
+void DSPNetGraph::drawNodeTexts(QPainter* painter, const QRectF& area)
 {
     painter->setFont(nodeFont);
     const int flags = Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextWordWrap;
     for (const GraphNode& node : std::as_const(*nodes)) {
+        if (rectMisses(nodeBounds(node), area))
+            continue;
         QString text = node.name;
         if (showCPUUsage) {
             const float value = useInclusiveCPU ? node.inclusiveCPU : node.exclusiveCPU;
@@ -745,24 +831,45 @@ void DSPNetGraph::drawNodeTexts(QPainter* painter)
     }
 }
 
-void DSPNetGraph::drawEllipses(QPainter* painter)
+void DSPNetGraph::drawEllipses(QPainter* painter, const QRectF& area)
 {
     painter->setFont(ellipsisFont);
     painter->setPen(ellipsisPen);
+    const QString dots = QStringLiteral("...");
     for (const QPoint& point : std::as_const(*ellipsisPoints)) {
-        painter->drawText(QRect(point, QSize(plateWidth, plateHeight)),
-                          Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("..."));
+        const QRect rect(point, QSize(plateWidth, plateHeight));
+        if (!rectMisses(rect, area))
+            painter->drawText(rect, Qt::AlignHCenter | Qt::AlignVCenter, dots);
     }
 }
 
-void DSPNetGraph::drawConnections(QPainter* painter)
+void DSPNetGraph::drawConnections(QPainter* painter, const QRectF& area)
 {
     painter->setPen(standardPen);
-    painter->drawLines(*standardLines);
+    drawLineBatches(painter, *standardLines, area);
     painter->setPen(sidechainPen);
-    painter->drawLines(*sidechainLines);
+    drawLineBatches(painter, *sidechainLines, area);
     painter->setPen(sendSidechainPen);
-    painter->drawLines(*sendSidechainLines);
+    drawLineBatches(painter, *sendSidechainLines, area);
+}
+
+// One drawLines call per batch that has a line in the area, batches cut from
+// the start of the list as the painter cuts a whole list.
+void DSPNetGraph::drawLineBatches(QPainter* painter, const QList<QLine>& lines, const QRectF& area)
+{
+    if (area == everywhere) {
+        painter->drawLines(lines);
+        return;
+    }
+    const qsizetype count = lines.size();
+    for (qsizetype first = 0; first < count; first += lineBatchSize) {
+        const int size = int(std::min<qsizetype>(lineBatchSize, count - first));
+        const QLine* batch = lines.constData() + first;
+        if (std::all_of(batch, batch + size,
+                        [&area](const QLine& line) { return lineMisses(line, area); }))
+            continue;
+        painter->drawLines(batch, size);
+    }
 }
 
 // Stands at the left, around the lowest row of plates.

@@ -84,7 +84,12 @@ public:
     float scale() const { return zoom; }
     bool selectedNodeRect(QRectF* rect) const;
     void saveImage(QString fileName);
+    // Draws the whole graph.
     void render(QPainter* painter, bool toImage);
+    // Draws only what can touch `exposed`, a rectangle in widget pixels (at
+    // the current scale): the pixels inside it come out as a whole render
+    // leaves them, and nothing is promised outside it.
+    void render(QPainter* painter, bool toImage, const QRect& exposed);
 
     // True when the node's plate is painted magenta for the search text.
     static bool highlightMatches(const GraphNode& node, const QString& text);
@@ -158,13 +163,15 @@ private:
     void updateWidgetSize(bool force);
     void loadFaceplates();
 
-    void drawSendLines(QPainter* painter);
-    void drawPlates(QPainter* painter);
+    void renderArea(QPainter* painter, bool toImage, const QRectF& area);
+    void drawSendLines(QPainter* painter, const QRectF& area);
+    void drawPlates(QPainter* painter, const QRectF& area);
     void drawMeters(QPainter* painter, const GraphNode& node, const QRectF& rect);
-    void drawGroups(QPainter* painter, bool toImage);
-    void drawNodeTexts(QPainter* painter);
-    void drawEllipses(QPainter* painter);
-    void drawConnections(QPainter* painter);
+    void drawGroups(QPainter* painter, bool toImage, const QRectF& area);
+    void drawNodeTexts(QPainter* painter, const QRectF& area);
+    void drawEllipses(QPainter* painter, const QRectF& area);
+    void drawConnections(QPainter* painter, const QRectF& area);
+    void drawLineBatches(QPainter* painter, const QList<QLine>& lines, const QRectF& area);
     void drawLegend(QPainter* painter);
     QColor stateColor(const GraphNode& node) const;
     QColor cpuColor(const GraphNode& node) const;

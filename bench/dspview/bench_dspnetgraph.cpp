@@ -97,6 +97,30 @@ void BM_Repaint(benchmark::State& state)
 }
 BENCHMARK(BM_Repaint)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
+// One repaint of what the scroll area shows: an 800 by 400 view into the
+// middle of the graph, painted as paintEvent does with its exposed rectangle.
+void BM_RepaintView(benchmark::State& state)
+{
+    Network network(int(state.range(0)));
+    DSPNetGraph graph(&network.tree);
+    graph.setShowInactive(true);
+    graph.setShowExcessive(true);
+    graph.setShowGroups(true);
+    graph.setShowSends(true);
+    graph.setShowVolumeLevels(true);
+    graph.slotProcessTree();
+    const QRect view(QPoint(graph.width() / 2, graph.height() / 2), QSize(800, 400));
+    QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        QPainter painter(&image);
+        painter.translate(-view.topLeft());
+        painter.setClipRect(view);
+        graph.render(&painter, false, view);
+    }
+    setUnitCounters(state);
+}
+BENCHMARK(BM_RepaintView)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
 } // namespace
 
 int main(int argc, char** argv)
