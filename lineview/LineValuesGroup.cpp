@@ -2,16 +2,20 @@
 
 #include "LineValues.h"
 
-#include <QLineF>
-#include <QPainter>
-#include <QVarLengthArray>
+#include "LineTrace.h"
 
-LineValuesGroup::LineValuesGroup() : m_precision(0), m_maximum(0.0f), m_autoMaximum(true) {}
+#include <QPainter>
+
+LineValuesGroup::LineValuesGroup()
+    : m_precision(0), m_maximum(0.0f), m_autoMaximum(true), m_trace(new LineTrace())
+{
+}
 
 LineValuesGroup::~LineValuesGroup()
 {
     qDeleteAll(m_lines);
     m_lines.clear();
+    delete m_trace;
 }
 
 LineValues* LineValuesGroup::addLine(QString name, const QColor& color)
@@ -84,73 +88,20 @@ void LineValuesGroup::paint(QPainter* painter, QSize size)
 {
     // A zero scale means nothing to show, not even a line on the bottom edge.
     // A negative one can only come from a caller's mistake; draw nothing then
-    // rather than an upside-down plot.
-    if (!(m_maximum > 0.0f)) {
+    // rather than an upside-down plot. A plot without area shows nothing.
+    if (!(m_maximum > 0.0f) || size.isEmpty()) {
         return;
     }
-    // 500 samples have 499 intervals: the oldest stands on the left edge and
-    // the newest on the right edge; 0 on the bottom edge and maximum() on the
-    // top edge.
-    const double height = size.height();
-    const double xStep = double(size.width()) / (LineValues::sampleCount - 1);
-    const double yScale = height / double(m_maximum);
+    // The trace maps the samples to pixels itself, so the painter keeps its
+    // transform and strokes plain segments with the cosmetic pen.
     painter->save();
     for (const LineValues* line : std::as_const(m_lines)) {
         if (line->isActive()) {
+            m_trace->trace(line->values(), size, double(m_maximum));
+            const QList<QLineF>& segments = m_trace->segments();
             painter->setPen(line->pen());
-            drawSegments(painter, line->values(), xStep, yScale, height);
+            painter->drawLines(segments.constData(), int(segments.size()));
         }
     }
     painter->restore();
-}
-
-void LineValuesGroup::drawSegments(QPainter* painter, const QList<float>& values, double xStep,
-                                   double yScale, double height)
-{
-    // The samples are mapped to pixels here and drawn as separate segments
-    // with no transform on the painter. Stroking one joined path under a
-    // scaled painter makes Qt fill a single outline of all 499 segments, which
-    // for a jagged series (counts that flip between 0 and their peak) costs
-    // hundreds of milliseconds per repaint. Segments that leave the plot are
-    // cut a few pixels beyond its edges, so that a sample far off the scale
-    // (a manual maximum, or a wild value from the target) cannot hand the
-    // rasteriser a line millions of pixels long.
-    const double margin = 4.0;
-    QVarLengthArray<QLineF, LineValues::sampleCount> segments;
-    QPointF previous(0.0, height - double(values.first()) * yScale);
-    for (int index = 1; index < values.size(); ++index) {
-        const QPointF current(index * xStep, height - double(values.at(index)) * yScale);
-        QLineF segment(previous, current);
-        if (clipToBand(segment, -margin, height + margin)) {
-            segments.append(segment);
-        }
-        previous = current;
-    }
-    painter->drawLines(segments.constData(), int(segments.size()));
-}
-
-bool LineValuesGroup::clipToBand(QLineF& segment, double top, double bottom)
-{
-    QPointF p1 = segment.p1();
-    QPointF p2 = segment.p2();
-    if ((p1.y() < top && p2.y() < top) || (p1.y() > bottom && p2.y() > bottom)) {
-        return false;
-    }
-    // Both ends cannot be cut on the same side, so a cut never divides by zero.
-    auto cutAt = [](QPointF& end, const QPointF& other, double y) {
-        const double t = (y - end.y()) / (other.y() - end.y());
-        end = QPointF(end.x() + t * (other.x() - end.x()), y);
-    };
-    if (p1.y() < top) {
-        cutAt(p1, p2, top);
-    } else if (p1.y() > bottom) {
-        cutAt(p1, p2, bottom);
-    }
-    if (p2.y() < top) {
-        cutAt(p2, p1, top);
-    } else if (p2.y() > bottom) {
-        cutAt(p2, p1, bottom);
-    }
-    segment = QLineF(p1, p2);
-    return true;
 }

@@ -7,8 +7,8 @@
 #include <QSize>
 #include <QString>
 
+class LineTrace;
 class LineValues;
-class QLineF;
 class QPainter;
 
 // Series that share one vertical scale, one unit text and one number of
@@ -49,9 +49,6 @@ public Q_SLOTS:
 
 private:
     void recomputeMaximum();
-    static void drawSegments(QPainter* painter, const QList<float>& values, double xStep,
-                             double yScale, double height);
-    static bool clipToBand(QLineF& segment, double top, double bottom);
 
     QList<LineValues*> m_lines;
     QString m_name;
@@ -59,6 +56,8 @@ private:
     int m_precision;
     float m_maximum;
     bool m_autoMaximum;
+    // Scratch space of paint(), kept between repaints; holds no state.
+    LineTrace* m_trace;
 };
 
 #endif // LINEVALUESGROUP_H

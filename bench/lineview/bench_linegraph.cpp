@@ -4,6 +4,7 @@
 #include "LineGraph.h"
 #include "LineGraphControl.h"
 #include "LineGraphLegendItem.h"
+#include "LineTrace.h"
 #include "LineValues.h"
 #include "LineValuesGroup.h"
 #include "ProfilerLineGraph.h"
@@ -70,6 +71,32 @@ BENCHMARK(BM_RepaintFullPlot)
     ->Args({600, 200, FullPanel::Wave})
     ->Args({1600, 400, FullPanel::Wave})
     ->Args({600, 200, FullPanel::Zigzag})
+    ->Args({300, 200, FullPanel::Wave})
+    ->Unit(benchmark::kMicrosecond);
+
+// The plot's own share of a repaint: one series turned into segments, without
+// any drawing. A wave thins to a fifth of its segments; a zigzag keeps them
+// all at full width and folds into pixel columns in a narrow plot.
+void BM_TraceSeries(benchmark::State& state)
+{
+    QList<float> values;
+    for (int i = 0; i < LineValues::sampleCount; ++i) {
+        const double wave = 10.0 + 8.0 * std::sin(0.05 * i);
+        values.append(state.range(2) == FullPanel::Wave ? float(wave) : float(i % 2) * 18.0f);
+    }
+    LineTrace trace;
+    const QSize size(int(state.range(0)), int(state.range(1)));
+    for (auto _ : state) {
+        trace.trace(values, size, 18.0);
+        benchmark::DoNotOptimize(trace.segments().constData());
+    }
+    state.counters["segments"] = double(trace.segments().size());
+}
+// Width, height, shape of the samples.
+BENCHMARK(BM_TraceSeries)
+    ->Args({600, 200, FullPanel::Wave})
+    ->Args({600, 200, FullPanel::Zigzag})
+    ->Args({300, 200, FullPanel::Zigzag})
     ->Unit(benchmark::kMicrosecond);
 
 // The cost of one sample through the whole chain: series, group, plot's update().
