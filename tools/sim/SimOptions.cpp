@@ -6,6 +6,7 @@ namespace {
 
 const char* const shapeNames[] = {"mixer", "chain", "fanin", "ladder", "cycle"};
 const char* const splitNames[] = {"none", "bytes", "random"};
+const char* const closeStyleNames[] = {"clean", "mid-frame", "reset"};
 const char* const hostileNames[] = {
     "none", "size0", "size5", "huge", "lying-count", "unterminated-name", "many-levels", "short"};
 
@@ -91,6 +92,10 @@ void SimOptions::addTo(QCommandLineParser* parser)
         {QStringLiteral("close-after"),
          QStringLiteral("Close each connection this many seconds after it came up."),
          QStringLiteral("seconds")},
+        {QStringLiteral("close-style"),
+         QStringLiteral("How --close-after ends a connection: clean (default), mid-frame (the "
+                        "first half of a snapshot goes out last) or reset (no orderly close)."),
+         QStringLiteral("style")},
         {QStringLiteral("refuse-for"),
          QStringLiteral("Do not listen during the first seconds after the start."),
          QStringLiteral("seconds")},
@@ -102,6 +107,11 @@ void SimOptions::addTo(QCommandLineParser* parser)
          QStringLiteral("Send broken frames: size0, size5, huge, lying-count, unterminated-name, "
                         "many-levels or short."),
          QStringLiteral("mode")},
+        {QStringLiteral("burst"),
+         QStringLiteral("One second into each connection, send nothing for 2 s, then this many "
+                        "sample frames at once (up to %1).")
+             .arg(maxBurst),
+         QStringLiteral("count")},
         {QStringLiteral("seed"),
          QStringLiteral("Seed of the pseudo-random choices of --split random and --noise."),
          QStringLiteral("number")},
@@ -125,6 +135,7 @@ bool SimOptions::read(const QCommandLineParser& parser, QString* error)
         !readInt(parser, QStringLiteral("dsp-version"), 0, 6, &dspVersion, error) ||
         !readInt(parser, QStringLiteral("cpu-version"), 0, 1, &cpuVersion, error) ||
         !readInt(parser, QStringLiteral("nodes"), 0, maxNodes, &nodes, error) ||
+        !readInt(parser, QStringLiteral("burst"), 0, maxBurst, &burst, error) ||
         !readInt(parser, QStringLiteral("seed"), 0, 2147483647, &seedValue, error) ||
         !readSeconds(parser, QStringLiteral("stall-after"), &stallAfter, error) ||
         !readSeconds(parser, QStringLiteral("close-after"), &closeAfter, error) ||
@@ -150,6 +161,11 @@ bool SimOptions::read(const QCommandLineParser& parser, QString* error)
     if (parser.isSet(QStringLiteral("split")) &&
         !readName(parser.value(QStringLiteral("split")), splitNames, &split)) {
         *error = QStringLiteral("--split wants bytes or random");
+        return false;
+    }
+    if (parser.isSet(QStringLiteral("close-style")) &&
+        !readName(parser.value(QStringLiteral("close-style")), closeStyleNames, &closeStyle)) {
+        *error = QStringLiteral("--close-style wants clean, mid-frame or reset");
         return false;
     }
     if (parser.isSet(QStringLiteral("hostile")) &&

@@ -31,6 +31,12 @@ enum class SimHostile
     ManyLevels,
     Short
 };
+enum class SimCloseStyle
+{
+    Clean,
+    MidFrame,
+    Reset
+};
 
 // What the command line asks of the simulated target.
 class SimOptions
@@ -39,6 +45,8 @@ public:
     // Largest network that --nodes accepts: a version 5 snapshot of it is
     // close to 100 MB, which is as much as one frame should ever carry.
     static constexpr int maxNodes = 500000;
+    // Largest --burst: a million sample frames are some 100 MB on the wire.
+    static constexpr int maxBurst = 1000000;
 
     QHostAddress address = QHostAddress(QHostAddress::LocalHost);
     quint16 port = 9264;
@@ -49,10 +57,12 @@ public:
     int nodes = 0; // 0: the natural size of the shape
     double stallAfter = 0;
     double closeAfter = 0;
+    SimCloseStyle closeStyle = SimCloseStyle::Clean;
     double refuseFor = 0;
     SimSplit split = SimSplit::None;
     bool noise = false;
     SimHostile hostile = SimHostile::None;
+    int burst = 0;
     quint32 seed = 1;
 
     static void addTo(QCommandLineParser* parser);

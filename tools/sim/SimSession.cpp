@@ -9,6 +9,7 @@
 
 #include <QTcpSocket>
 #include <QTimer>
+#include <sys/socket.h>
 
 const quint8 SimSession::sentKinds[SimSession::kindCount] = {1, 7, 3, 4, 5, 9};
 
@@ -17,8 +18,9 @@ namespace {
 const char* const kindNames[SimSession::kindCount] = {"dsp",      "groups", "cpu",
                                                       "channels", "codecs", "stats"};
 // The rate of a subscription is taken as milliseconds between two frames,
-// kept between these bounds; 0 stops the kind.
-const int minInterval = 10;
+// kept between these bounds; 0 stops the kind. The lower bound is one tick,
+// so that a soak can ask for twenty times the profiler's own rates.
+const int minInterval = 5;
 const int maxInterval = 60000;
 const int tickMilliseconds = 5;
 // A read never takes more than this from the socket at once.
@@ -28,6 +30,10 @@ const qint64 readBufferBytes = 64 * 1024;
 const int firstSpoiled = 3;
 const int spoilEvery = 5;
 const quint32 hugeSize = 0xFFFFFFF0u;
+// --burst: the quiet spell starts this far into a connection and stays below
+// the profiler's 3000 ms limit of silence, so the burst meets a live link.
+const int burstStartMilliseconds = 1000;
+const int burstQuietMilliseconds = 2000;
 
 int slotOf(quint8 kind)
 {
@@ -49,8 +55,8 @@ SimSession::SimSession(QTcpSocket* socket, SimTarget* target, const SimOptions& 
                        QObject* parent)
     : QObject(parent), socket(socket),
       outbox(new SimOutbox(socket, options.split, options.seed, this)), tickTimer(new QTimer(this)),
-      stallTimer(new QTimer(this)), closeTimer(new QTimer(this)), target(target), options(options),
-      random(options.seed + 1)
+      stallTimer(new QTimer(this)), closeTimer(new QTimer(this)), burstTimer(new QTimer(this)),
+      target(target), options(options), random(options.seed + 1)
 {
     socket->setParent(this);
     socket->setReadBufferSize(readBufferBytes);
@@ -60,16 +66,20 @@ SimSession::SimSession(QTcpSocket* socket, SimTarget* target, const SimOptions& 
     tickTimer->setTimerType(Qt::PreciseTimer);
     stallTimer->setSingleShot(true);
     closeTimer->setSingleShot(true);
+    burstTimer->setSingleShot(true);
     connect(socket, SIGNAL(readyRead()), this, SLOT(slotReadyRead()));
     connect(socket, SIGNAL(disconnected()), this, SLOT(slotDisconnected()));
     connect(tickTimer, SIGNAL(timeout()), this, SLOT(slotTickTimeout()));
     connect(stallTimer, SIGNAL(timeout()), this, SLOT(slotStallTimeout()));
     connect(closeTimer, SIGNAL(timeout()), this, SLOT(slotCloseTimeout()));
+    connect(burstTimer, SIGNAL(timeout()), this, SLOT(slotBurstTimeout()));
     SimLog::write(QStringLiteral("client connected from %1").arg(peer));
     if (options.stallAfter > 0)
         stallTimer->start(int(options.stallAfter * 1000));
     if (options.closeAfter > 0)
         closeTimer->start(int(options.closeAfter * 1000));
+    if (options.burst > 0)
+        burstTimer->start(burstStartMilliseconds);
     // Bytes may have come with the connection, before the signal was linked.
     if (socket->bytesAvailable() > 0)
         QTimer::singleShot(0, this, SLOT(slotReadyRead()));
@@ -108,7 +118,7 @@ void SimSession::slotDisconnected()
 void SimSession::slotTickTimeout()
 {
     const qint64 now = age.elapsed();
-    for (int slot = 0; slot < kindCount && !ended && !stalled; ++slot) {
+    for (int slot = 0; slot < kindCount && !ended && !stalled && !burstPending; ++slot) {
         Subscription& s = subscriptions[slot];
         if (!s.on || now < s.due)
             continue;
@@ -130,9 +140,42 @@ void SimSession::slotStallTimeout()
 
 void SimSession::slotCloseTimeout()
 {
-    SimLog::write(QStringLiteral("fault: closing the connection after %1 s")
-                      .arg(seconds(options.closeAfter)));
+    if (options.closeStyle == SimCloseStyle::Reset) {
+        SimLog::write(QStringLiteral("fault: resetting the connection after %1 s")
+                          .arg(seconds(options.closeAfter)));
+        reset();
+        return;
+    }
+    if (options.closeStyle == SimCloseStyle::MidFrame) {
+        const QByteArray snapshot = buildFrame(1);
+        const QByteArray half = snapshot.left(snapshot.size() / 2);
+        bytesSent += half.size();
+        outbox->send(half);
+        SimLog::write(
+            QStringLiteral("fault: closing the connection after %1 s, %2 of %3 bytes into a "
+                           "snapshot")
+                .arg(seconds(options.closeAfter))
+                .arg(half.size())
+                .arg(snapshot.size()));
+    } else {
+        SimLog::write(QStringLiteral("fault: closing the connection after %1 s")
+                          .arg(seconds(options.closeAfter)));
+    }
     slotClose();
+}
+
+// First the quiet spell, then, on the second timeout, the burst.
+void SimSession::slotBurstTimeout()
+{
+    if (!burstPending) {
+        burstPending = true;
+        SimLog::write(QStringLiteral("fault: quiet for %1 s before a burst")
+                          .arg(seconds(burstQuietMilliseconds / 1000.0)));
+        burstTimer->start(burstQuietMilliseconds);
+        return;
+    }
+    burstPending = false;
+    sendBurst();
 }
 
 bool SimSession::handle(const QByteArray& frame)
@@ -211,6 +254,7 @@ void SimSession::finish()
     tickTimer->stop();
     stallTimer->stop();
     closeTimer->stop();
+    burstTimer->stop();
     outbox->halt();
     if (!dropped && reader.pendingBytes() > 0) {
         const quint32 size = reader.pendingFrameSize();
@@ -221,6 +265,39 @@ void SimSession::finish()
     }
     SimLog::write(QStringLiteral("client left: %1").arg(summary()));
     Q_EMIT finished();
+}
+
+// A linger time of zero makes the close a reset (RST) instead of the orderly
+// end of the stream, as when a target process dies.
+void SimSession::reset()
+{
+    const qintptr descriptor = socket->socketDescriptor();
+    if (descriptor >= 0) {
+        const struct linger noLinger = {1, 0};
+        ::setsockopt(int(descriptor), SOL_SOCKET, SO_LINGER, &noLinger, sizeof noLinger);
+    }
+    socket->abort();
+    finish();
+}
+
+// The four sample kinds in turn, all written at once, as a target that has
+// hung and then empties its buffers would send them.
+void SimSession::sendBurst()
+{
+    target->advance();
+    QByteArray frames;
+    // The sample kinds stand behind the network and the group table in sentKinds.
+    const int firstSampleSlot = 2;
+    for (int i = 0; i < options.burst; ++i) {
+        const int slot = firstSampleSlot + i % (kindCount - firstSampleSlot);
+        frames.append(buildFrame(sentKinds[slot]));
+        ++subscriptions[slot].sent;
+    }
+    bytesSent += frames.size();
+    outbox->send(frames);
+    SimLog::write(QStringLiteral("fault: burst of %1 sample frames (%2 bytes)")
+                      .arg(options.burst)
+                      .arg(frames.size()));
 }
 
 void SimSession::sendKind(int slot)

@@ -45,6 +45,7 @@ private Q_SLOTS:
     void slotTickTimeout();
     void slotStallTimeout();
     void slotCloseTimeout();
+    void slotBurstTimeout();
 
 private:
     struct Subscription
@@ -60,6 +61,8 @@ private:
     void command(const SimRequest& request);
     void drop(const QString& reason);
     void finish();
+    void reset();
+    void sendBurst();
     void sendKind(int slot);
     QByteArray buildFrame(quint8 kind) const;
     QByteArray spoil(quint8 kind, const QByteArray& frame, int number);
@@ -71,6 +74,7 @@ private:
     QTimer* tickTimer;
     QTimer* stallTimer;
     QTimer* closeTimer;
+    QTimer* burstTimer;
     SimTarget* target;
     SimOptions options;
     SimFrameReader reader;
@@ -82,6 +86,7 @@ private:
     int skipped = 0;
     bool slow = false;
     bool stalled = false;
+    bool burstPending = false;
     bool dropped = false;
     bool ended = false;
     QList<quint8> badVersionReported;

@@ -1,0 +1,323 @@
+#include "DSPNetGraph.h"
+#include "LineGraph.h"
+#include "LineValues.h"
+#include "LineValuesGroup.h"
+#include "ProfilerForm.h"
+#include "SimProcess.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+const QString connected = QStringLiteral("Connected.");
+const QString refused = QStringLiteral("Connection failed... Disconnected.");
+const QString targetClosed = QStringLiteral("Target closed... Attempting reconnection.");
+const QString socketError = QStringLiteral("A socket error has occurred... Disconnected.");
+const QString damaged =
+    QStringLiteral("Connected. (Damaged DSP network packet ignored, previous graph kept)");
+const QString incompatible =
+    QStringLiteral("Connected. (Incompatible version detected, reduced functionality)");
+
+// The whole form, with the modal "Connection Error" box counted instead of run.
+class CountingForm : public ProfilerForm
+{
+public:
+    int errorBoxes = 0;
+
+protected:
+    void showConnectionError() override { ++errorBoxes; }
+};
+
+// How the profiler gets its data back after the fault.
+enum Recovery
+{
+    StaysLive,   // the link survives the fault; data keep coming
+    Retries,     // the link retries by itself; the target is restarted clean
+    ClickConnect // the link gave up; the user connects again to a clean target
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Recovery)
+
+// One target fault per row, end to end: the whole form against the simulated
+// target process. Each row checks the status line and the bar right after
+// the fault, then that packets are decoded again, into the network graph and
+// into all four line graph tabs.
+class TestFaultMatrix : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void fault_data();
+    void fault();
+
+private:
+    void startTarget(const QStringList& arguments);
+    void restartCleanTarget();
+    void clickConnect();
+    void expectDecoding(int minimumSamples);
+    QString look() const;
+    QString status() const;
+    double graphFingerprint() const;
+    void resetSampleSpies();
+    int fewestSamples() const;
+
+    template <typename T> T* child(const char* name) const
+    {
+        return form->findChild<T*>(QLatin1String(name));
+    }
+
+    SimProcess* sim = nullptr;
+    CountingForm* form = nullptr;
+    quint16 port = 0;
+    // One spy per line graph tab, on its first series.
+    std::vector<std::unique_ptr<QSignalSpy>> sampleSpies;
+};
+
+void TestFaultMatrix::init()
+{
+    if (SimProcess::program().isEmpty())
+        QSKIP("ZELTO_SIM does not name the simulated target");
+    port = SimProcess::freePort();
+    QVERIFY(port != 0);
+    form = new CountingForm();
+    form->resize(800, 600);
+    form->show(); // painted offscreen all along, faults included
+    child<QLineEdit>("portEdit")->setText(QString::number(port));
+    const LineGraph* lineGraph = form->findChild<LineGraph*>();
+    QVERIFY(lineGraph);
+    QCOMPARE(lineGraph->groups().size(), 4);
+    for (LineValuesGroup* group : lineGraph->groups())
+        sampleSpies.emplace_back(new QSignalSpy(group->lines().first(), SIGNAL(dataChanged())));
+}
+
+void TestFaultMatrix::cleanup()
+{
+    sampleSpies.clear();
+    delete form;
+    form = nullptr;
+    if (!sim)
+        return;
+    if (QTest::currentTestFailed())
+        sim->dump();
+    const int exitCode = sim->stop();
+    delete sim;
+    sim = nullptr;
+    QCOMPARE(exitCode, 0); // no fault ends the simulator
+}
+
+void TestFaultMatrix::fault_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("faultLine"); // the target's log line that shows the fault played
+    QTest::addColumn<QString>("statusAfter");
+    QTest::addColumn<QString>("lookAfter");
+    QTest::addColumn<int>("errorBoxes");
+    QTest::addColumn<Recovery>("recovery");
+    QTest::addColumn<int>("minimumSamples"); // per tab, after the fault
+
+    const QString streaming = QStringLiteral("subscription kind 9/0");
+    const QString hostile = QStringLiteral("fault: hostile");
+
+    QTest::newRow("refused at the first attempt")
+        << QStringList{"--refuse-for", "1.5"} << "fault: refusing connections" << refused << "Idle"
+        << 1 << ClickConnect << 1;
+    // The socket still reports its connection when the close is signalled:
+    // the bar shows an attempt while the link retries.
+    QTest::newRow("closed in the middle of a frame")
+        << QStringList{"--close-after", "1", "--close-style", "mid-frame"}
+        << "bytes into a snapshot" << targetClosed << "Attempt" << 0 << Retries << 1;
+    QTest::newRow("connection reset")
+        << QStringList{"--close-after", "1", "--close-style", "reset"}
+        << "fault: resetting the connection" << targetClosed << "Attempt" << 0 << Retries << 1;
+    // Dropped by the idle timer, the socket is gone already: the bar is Idle
+    // although the link retries.
+    QTest::newRow("silent with the socket open")
+        << QStringList{"--stall-after", "1"} << "fault: stalled" << targetClosed << "Idle" << 0
+        << Retries << 1;
+    QTest::newRow("frames split into single bytes") << QStringList{"--split", "bytes"} << streaming
+                                                    << connected << "Live" << 0 << StaysLive << 1;
+    QTest::newRow("unknown kinds interleaved")
+        << QStringList{"--noise"} << streaming << connected << "Live" << 0 << StaysLive << 1;
+    QTest::newRow("size 0") << QStringList{"--hostile", "size0"} << hostile << socketError << "Idle"
+                            << 0 << ClickConnect << 1;
+    QTest::newRow("size 5") << QStringList{"--hostile", "size5"} << hostile << socketError << "Idle"
+                            << 0 << ClickConnect << 1;
+    QTest::newRow("size above the cap") << QStringList{"--hostile", "huge"} << hostile
+                                        << socketError << "Idle" << 0 << ClickConnect << 1;
+    QTest::newRow("lying input count") << QStringList{"--hostile", "lying-count"} << hostile
+                                       << damaged << "Live" << 0 << StaysLive << 1;
+    // Names that fill their field and level counts beyond the 32 slots are
+    // read up to the field's end: the snapshot is kept, the line unchanged.
+    QTest::newRow("names without terminator")
+        << QStringList{"--hostile", "unterminated-name"} << hostile << connected << "Live" << 0
+        << StaysLive << 1;
+    QTest::newRow("level counts above 32") << QStringList{"--hostile", "many-levels"} << hostile
+                                           << connected << "Live" << 0 << StaysLive << 1;
+    for (const char* kind : {"1", "7", "3", "4", "5", "9"}) {
+        QTest::addRow("incompatible version of kind %s", kind)
+            << QStringList{"--bad-version", kind}
+            << QStringLiteral("fault: every second frame of kind %1").arg(QLatin1String(kind))
+            << incompatible << "Live" << 0 << StaysLive << 1;
+    }
+    // 25,000 frames of each sample kind after 2 s of silence: every tab must
+    // take its 100 newest at least, and the link must not time out.
+    QTest::newRow("burst of 100,000 frames after a pause")
+        << QStringList{"--burst", "100000"} << "fault: quiet for" << connected << "Live" << 0
+        << StaysLive << 100;
+}
+
+void TestFaultMatrix::fault()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, faultLine);
+    QFETCH(QString, statusAfter);
+    QFETCH(QString, lookAfter);
+    QFETCH(int, errorBoxes);
+    QFETCH(Recovery, recovery);
+    QFETCH(int, minimumSamples);
+
+    startTarget(arguments);
+    clickConnect();
+    QVERIFY2(sim->waitForLine(faultLine, 15000), qPrintable(faultLine));
+
+    if (recovery == StaysLive) {
+        expectDecoding(minimumSamples);
+        if (QTest::currentTestFailed())
+            return;
+        // A spoiled frame that shares a batch with a newer snapshot is never
+        // read; the next one (every fifth or every second) brings the line.
+        QTRY_COMPARE_WITH_TIMEOUT(status(), statusAfter, 5000);
+        QCOMPARE(look(), lookAfter);
+        QCOMPARE(form->errorBoxes, errorBoxes);
+        return;
+    }
+
+    // The silent target is found out by the 3000 ms idle timer.
+    QTRY_COMPARE_WITH_TIMEOUT(status(), statusAfter, 6000);
+    QCOMPARE(look(), lookAfter);
+    QCOMPARE(form->errorBoxes, errorBoxes);
+
+    // The target comes back; the link finds it by its retry timer or at the
+    // next click on "Connect".
+    if (arguments.contains(QStringLiteral("--refuse-for")))
+        QVERIFY(sim->waitForLine(QStringLiteral("listening on"), 5000));
+    else
+        restartCleanTarget();
+    if (QTest::currentTestFailed())
+        return;
+    if (recovery == ClickConnect)
+        clickConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(status(), connected, 8000);
+    QCOMPARE(look(), QStringLiteral("Live"));
+    expectDecoding(minimumSamples);
+    if (QTest::currentTestFailed())
+        return;
+    // No stale half frame or broken header of the old connection spoils the new one.
+    QCOMPARE(status(), connected);
+    QCOMPARE(look(), QStringLiteral("Live"));
+    QCOMPARE(form->errorBoxes, errorBoxes);
+}
+
+// Starts the simulator on the row's port. A target that refuses at first
+// prints its fault before it listens, so any first line will do.
+void TestFaultMatrix::startTarget(const QStringList& arguments)
+{
+    sim = new SimProcess();
+    sim->launch(arguments + QStringList{"--port", QString::number(port)});
+    QVERIFY(sim->waitForLine(QString(), 10000));
+}
+
+void TestFaultMatrix::restartCleanTarget()
+{
+    const int exitCode = sim->stop();
+    delete sim;
+    sim = nullptr;
+    QCOMPARE(exitCode, 0);
+    startTarget(QStringList());
+    QVERIFY(sim->waitForLine(QStringLiteral("listening on"), 10000));
+}
+
+void TestFaultMatrix::clickConnect()
+{
+    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+}
+
+// Packets decoded after this point: every tab gains samples, and the network
+// graph is laid out from a newer snapshot than the one on screen now.
+void TestFaultMatrix::expectDecoding(int minimumSamples)
+{
+    resetSampleSpies();
+    const double before = graphFingerprint();
+    QTRY_VERIFY_WITH_TIMEOUT(fewestSamples() >= minimumSamples, 15000);
+    QTRY_VERIFY_WITH_TIMEOUT(graphFingerprint() != before, 5000);
+    QVERIFY(!form->findChild<DSPNetGraph*>()->graphNodes().isEmpty());
+}
+
+// The bar's look as the user sees it; anything inconsistent is spelled out.
+QString TestFaultMatrix::look() const
+{
+    const bool edits = child<QLineEdit>("ipEdit")->isEnabled();
+    const QPushButton* pause = child<QPushButton>("pauseButton");
+    QString name = QStringLiteral("%1/%2/%3")
+                       .arg(edits)
+                       .arg(child<QPushButton>("connectButton")->text())
+                       .arg(pause->isEnabled());
+    if (name == QLatin1String("1/Connect/0"))
+        name = QStringLiteral("Idle");
+    else if (name == QLatin1String("0/Disconnect/0"))
+        name = QStringLiteral("Attempt");
+    else if (name == QLatin1String("0/Disconnect/1"))
+        name = QStringLiteral("Live");
+    if (pause->text() != QLatin1String("Pause"))
+        name += QStringLiteral(" paused");
+    if (child<QLineEdit>("portEdit")->isEnabled() != edits)
+        name += QStringLiteral(" mixed edits");
+    return name;
+}
+
+QString TestFaultMatrix::status() const
+{
+    return child<QLabel>("statusLabel")->text();
+}
+
+// Changes with every snapshot of the simulated target, whose loads and
+// levels move all the time.
+double TestFaultMatrix::graphFingerprint() const
+{
+    const QList<GraphNode>& nodes = form->findChild<DSPNetGraph*>()->graphNodes();
+    double sum = nodes.size();
+    for (const GraphNode& node : nodes) {
+        sum += double(node.inclusiveCPU) + double(node.exclusiveCPU);
+        for (float level : node.levels)
+            sum += double(level);
+    }
+    return sum;
+}
+
+void TestFaultMatrix::resetSampleSpies()
+{
+    for (const auto& spy : sampleSpies)
+        spy->clear();
+}
+
+int TestFaultMatrix::fewestSamples() const
+{
+    int fewest = INT_MAX;
+    for (const auto& spy : sampleSpies)
+        fewest = qMin(fewest, int(spy->count()));
+    return fewest;
+}
+
+QTEST_MAIN(TestFaultMatrix)
+#include "tst_FaultMatrix.moc"

@@ -1,0 +1,79 @@
+#include "ResidentMemory.h"
+
+#include <QtTest>
+
+#include <cstring>
+#include <vector>
+
+class TestResidentMemory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void parse_data();
+    void parse();
+    void growth_data();
+    void growth();
+    void followsTheProcess();
+};
+
+void TestResidentMemory::parse_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<qint64>("kilobytes");
+
+    const QByteArray head = "Name:\tzelto-soak\nVmPeak:\t  912345 kB\nVmHWM:\t   61000 kB\n";
+    QTest::newRow("resident line among the peaks")
+        << head + "VmRSS:\t   45232 kB\nRssAnon:\t   30000 kB\n"
+        << qint64(45232);
+    QTest::newRow("last line without a newline") << head + "VmRSS:\t 7 kB" << qint64(7);
+    QTest::newRow("no resident line, as for a kernel thread") << head << qint64(-1);
+    QTest::newRow("empty text") << QByteArray() << qint64(-1);
+    QTest::newRow("another unit") << QByteArray("VmRSS:\t 12 MB\n") << qint64(-1);
+    QTest::newRow("not a number") << QByteArray("VmRSS:\t 12x kB\n") << qint64(-1);
+    QTest::newRow("negative") << QByteArray("VmRSS:\t -5 kB\n") << qint64(-1);
+}
+
+void TestResidentMemory::parse()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(qint64, kilobytes);
+    QCOMPARE(ResidentMemory::parseKilobytes(text), kilobytes);
+}
+
+void TestResidentMemory::growth_data()
+{
+    QTest::addColumn<qint64>("first");
+    QTest::addColumn<qint64>("last");
+    QTest::addColumn<double>("percent");
+
+    QTest::newRow("unchanged") << qint64(40000) << qint64(40000) << 0.0;
+    QTest::newRow("a tenth more, the soak's limit") << qint64(40000) << qint64(44000) << 10.0;
+    QTest::newRow("shrunk") << qint64(40000) << qint64(30000) << -25.0;
+    QTest::newRow("no reference") << qint64(0) << qint64(2000) << 0.0;
+    QTest::newRow("unreadable reference") << qint64(-1) << qint64(2000) << 0.0;
+}
+
+void TestResidentMemory::growth()
+{
+    QFETCH(qint64, first);
+    QFETCH(qint64, last);
+    QFETCH(double, percent);
+    QCOMPARE(ResidentMemory::growthPercent(first, last), percent);
+}
+
+// The figure is this process's own: touching 32 MB shows in it.
+void TestResidentMemory::followsTheProcess()
+{
+    const qint64 before = ResidentMemory::currentKilobytes();
+    QVERIFY(before > 0);
+    std::vector<char> block(32 * 1024 * 1024);
+    std::memset(block.data(), 1, block.size());
+    const qint64 after = ResidentMemory::currentKilobytes();
+    QVERIFY2(after - before >= 30 * 1024,
+             qPrintable(QStringLiteral("%1 -> %2").arg(before).arg(after)));
+    QCOMPARE(block[block.size() / 2], char(1));
+}
+
+QTEST_GUILESS_MAIN(TestResidentMemory)
+#include "tst_ResidentMemory.moc"
