@@ -12,15 +12,7 @@ namespace {
 // units and, where that unit is an ancestor, loops.
 QByteArray snapshotOf(int n)
 {
-    QHash<int, QStringList> inputs;
-    for (int i = 1; i < n; ++i)
-        inputs[(i - 1) / 3].append(QStringLiteral("N%1").arg(i));
-    for (int i = 10; i < n; i += 7)
-        inputs[i].append(QStringLiteral("N%1").arg(i - 5));
-    QStringList clauses{QStringLiteral("N0")};
-    for (auto it = inputs.constBegin(); it != inputs.constEnd(); ++it)
-        clauses.append(QStringLiteral("N%1<-%2").arg(it.key()).arg(it.value().join(',')));
-    TestNetwork net(clauses.join(';'));
+    TestNetwork net(TestNetwork::sharedTernary(n));
     for (const QString& name : net.names()) {
         TestNode& node = net.node(name);
         node.exclusiveTime = quint32(name.mid(1).toInt() % 50);

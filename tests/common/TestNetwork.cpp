@@ -1,5 +1,6 @@
 #include "TestNetwork.h"
 
+#include <QHash>
 #include <QSet>
 
 #include <vector>
@@ -94,4 +95,17 @@ QByteArray TestNetwork::records(int version) const
 QByteArray TestNetwork::snapshot(int version) const
 {
     return TestFrames::snapshot(version, records(version), totalCPU, sampleRate, blockLength);
+}
+
+QString TestNetwork::sharedTernary(int n)
+{
+    QHash<int, QStringList> inputs;
+    for (int i = 1; i < n; ++i)
+        inputs[(i - 1) / 3].append(QStringLiteral("N%1").arg(i));
+    for (int i = 10; i < n; i += 7)
+        inputs[i].append(QStringLiteral("N%1").arg(i - 5));
+    QStringList clauses{QStringLiteral("N0")};
+    for (auto it = inputs.constBegin(); it != inputs.constEnd(); ++it)
+        clauses.append(QStringLiteral("N%1<-%2").arg(it.key()).arg(it.value().join(',')));
+    return clauses.join(';');
 }

@@ -31,6 +31,12 @@ class TestNetwork
 public:
     explicit TestNetwork(const QString& description);
 
+    // The description of a large network of n units named N0 to N<n-1>: a
+    // ternary tree in which every seventh unit also feeds from the unit five
+    // places before it, which gives shared units and, where that unit is an
+    // ancestor, loops. The benchmarks of the decoder and the layout share it.
+    static QString sharedTernary(int n);
+
     // The attributes of the named unit. The name must occur in the description.
     TestNode& node(const QString& name);
     // The names in order of first mention; the first is the root.
