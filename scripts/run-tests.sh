@@ -13,6 +13,13 @@ cmake --preset dev >/dev/null
 cmake --build --preset dev -j"$jobs"
 ctest --preset dev
 
+echo "== Debian package"
+cpack --config build/dev/CPackConfig.cmake -B build/dev/package >/dev/null
+deb=$(ls build/dev/package/zelto-profiler_*.deb)
+dpkg-deb -c "$deb" | grep -q './usr/bin/zelto-profiler$'
+dpkg-deb -f "$deb" Depends | grep -q libqt6widgets6
+echo "package: $deb"
+
 echo "== sanitizer build and tests"
 cmake --preset asan >/dev/null
 cmake --build --preset asan -j"$jobs"
