@@ -16,8 +16,9 @@ ctest --preset dev
 echo "== Debian package"
 cpack --config build/dev/CPackConfig.cmake -B build/dev/package >/dev/null
 deb=$(ls build/dev/package/zelto-profiler_*.deb)
-dpkg-deb -c "$deb" | grep -q './usr/bin/zelto-profiler$'
-dpkg-deb -f "$deb" Depends | grep -q libqt6widgets6
+contents=$(dpkg-deb -c "$deb")
+grep -q './usr/bin/zelto-profiler$' <<<"$contents"
+grep -q libqt6widgets6 <<<"$(dpkg-deb -f "$deb" Depends)"
 echo "package: $deb"
 
 echo "== sanitizer build and tests"
