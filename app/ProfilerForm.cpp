@@ -35,10 +35,11 @@ ProfilerForm::ProfilerForm(QWidget* parent, Qt::WindowFlags flags)
       // packetReady.
       dspTree(new DSPTree(network)), cpuHistory(new CPUHistory(network)),
       channelHistory(new ChannelHistory(network)), codecHistory(new CodecHistory(network)),
-      statsHistory(new StatsHistory(network)), shownConnecting(false), shownConnected(false), statusTitleLabel(new QLabel()),
-      statusLabel(new QLabel()), ipLabel(new QLabel()), ipEdit(new QLineEdit()),
-      portLabel(new QLabel()), portEdit(new QLineEdit()), connectButton(new QPushButton()),
-      pauseButton(new QPushButton()), connectionLayout(new QHBoxLayout()),
+      statsHistory(new StatsHistory(network)), shownConnecting(false), shownConnected(false),
+      statusTitleLabel(new QLabel()), statusLabel(new QLabel()), ipLabel(new QLabel()),
+      ipEdit(new QLineEdit()), portLabel(new QLabel()), portEdit(new QLineEdit()),
+      connectButton(new QPushButton()), pauseButton(new QPushButton()),
+      connectionLayout(new QHBoxLayout()),
       dspNetGraphPanel(new ProfilerDSPNetGraph(dspTree, nullptr, {})), splitter(new QSplitter()),
       lineGraphPanel(new ProfilerLineGraph(cpuHistory, channelHistory, codecHistory, statsHistory,
                                            nullptr, {})),
@@ -47,8 +48,7 @@ ProfilerForm::ProfilerForm(QWidget* parent, Qt::WindowFlags flags)
     connect(network, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
     connect(dspTree, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
     connect(cpuHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
-    connect(channelHistory, SIGNAL(statusChanged(QString)), this,
-            SLOT(slotStatusChanged(QString)));
+    connect(channelHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
     connect(codecHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
     connect(statsHistory, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
     connect(connectButton, SIGNAL(clicked()), this, SLOT(slotConnect()));
