@@ -9,6 +9,8 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QStaticText>
+#include <QTextOption>
 #include <QTimer>
 
 #include <algorithm>
@@ -61,8 +63,8 @@ int nodeKey(const DSPNode* node)
 }
 
 // Everything a node draws lies in its plate, except the meters, which run
-// past its right side with more than sixteen levels; the node text is held
-// inside the plate by drawText's own clipping to its rectangle.
+// past its right side with more than sixteen levels; the node text is cut at
+// its box inside the plate.
 QRectF nodeBounds(const GraphNode& node)
 {
     const double meters = 3.0 + double(node.levels.size()) * (114.0 / 16.0) + 1.0;
@@ -98,6 +100,13 @@ QPen makePen(const QColor& color, int width, Qt::PenStyle style = Qt::SolidLine)
     return pen;
 }
 
+QImage readScaled(const QString& path, const QSize& size)
+{
+    QImageReader reader(path);
+    reader.setScaledSize(size);
+    return reader.read();
+}
+
 } // namespace
 
 // One node whose inputs are being visited: the explicit stack of the layout
@@ -127,7 +136,7 @@ DSPNetGraph::DSPNetGraph(DSPTree* tree, QWidget* parent, Qt::WindowFlags flags)
       currentRow(0), maxX(0), maxY(0), clickPending(false), showInactive(false),
       showExcessive(false), showCPUUsage(false), showVolumeLevels(false), showGroups(false),
       showGuids(false), showSends(false), showLegend(false), minCPU(0.0f), maxCPU(100.0f),
-      useInclusiveCPU(false), repaintTimer(nullptr), contextNodeId(0)
+      useInclusiveCPU(false), repaintTimer(nullptr), contextNodeId(0), shownFingerprint(0)
 {
     textPen = makePen(QColor(255, 255, 255, 255), 1);
     shadowPen = makePen(QColor(0, 0, 0, 128), 1);
@@ -217,6 +226,7 @@ void DSPNetGraph::setScale(float value)
         return;
     zoom = clamped;
     loadFaceplates();
+    nodeTexts.clear(); // laid out for the old scale
     updateWidgetSize(true);
     requestRepaint();
 }
@@ -316,7 +326,41 @@ void DSPNetGraph::slotProcessTree()
         selectedId = noSelection;
         selectedGroupId = noSelection;
     }
-    requestRepaint();
+    // A steady network sends the same picture many times a second: a pass that
+    // changes nothing on the screen costs no repaint.
+    const size_t fingerprint = pictureFingerprint();
+    if (fingerprint != shownFingerprint) {
+        shownFingerprint = fingerprint;
+        requestRepaint();
+    }
+}
+
+// Everything a pass of the tree puts on the screen, and the switches that
+// decide how, folded into one number.
+size_t DSPNetGraph::pictureFingerprint() const
+{
+    size_t seed = qHashMulti(0, maxX, maxY, selectedId, selectedGroupId, showCPUUsage,
+                             showVolumeLevels, useInclusiveCPU);
+    for (const GraphNode& node : std::as_const(*nodes)) {
+        seed = qHashMulti(seed, node.name, node.position.x(), node.position.y(), node.id,
+                          node.groupId, node.active, node.bypass);
+        if (showCPUUsage)
+            seed = qHashMulti(seed, node.inclusiveCPU, node.exclusiveCPU);
+        if (showVolumeLevels)
+            seed = qHashRange(node.levels.cbegin(), node.levels.cend(), seed);
+    }
+    for (const QList<QLine>* lines :
+         {standardLines, sendLines, sidechainLines, sendSidechainLines}) {
+        seed = qHash(lines->size(), seed);
+        for (const QLine& line : *lines)
+            seed = qHashMulti(seed, line.x1(), line.y1(), line.x2(), line.y2());
+    }
+    for (const QPoint& point : std::as_const(*ellipsisPoints))
+        seed = qHashMulti(seed, point.x(), point.y());
+    for (const GraphGroup& group : std::as_const(*groups))
+        seed = qHashMulti(seed, group.rect.x(), group.rect.y(), group.rect.width(),
+                          group.rect.height(), group.name, group.guid, group.level);
+    return seed;
 }
 
 void DSPNetGraph::resetLayout()
@@ -635,14 +679,20 @@ void DSPNetGraph::updateWidgetSize(bool force)
 // repaint draws them as they are.
 void DSPNetGraph::loadFaceplates()
 {
-    QImageReader reader;
+    // Every graph of the process draws the same two plates: decode and scale
+    // them once per size, not once per widget or per return to a zoom. Only
+    // the last size is kept, as zooming visits any number of them.
+    static QSize cachedSize;
+    static QImage cachedFaceplate;
+    static QImage cachedHighlight;
     const QSize size(int(zoom * float(plateWidth)), int(zoom * float(plateHeight)));
-    reader.setFileName(QString::fromLatin1(faceplatePath));
-    reader.setScaledSize(size);
-    faceplate = reader.read();
-    reader.setFileName(QString::fromLatin1(faceplateHighlightPath));
-    reader.setScaledSize(size);
-    faceplateHighlight = reader.read();
+    if (size != cachedSize || cachedFaceplate.isNull()) {
+        cachedFaceplate = readScaled(QString::fromLatin1(faceplatePath), size);
+        cachedHighlight = readScaled(QString::fromLatin1(faceplateHighlightPath), size);
+        cachedSize = size;
+    }
+    faceplate = cachedFaceplate;
+    faceplateHighlight = cachedHighlight;
 }
 
 // The widget is as large as the whole graph and sits in a scroll area, so
@@ -811,7 +861,8 @@ void DSPNetGraph::drawGroups(QPainter* painter, bool toImage, const QRectF& area
 void DSPNetGraph::drawNodeTexts(QPainter* painter, const QRectF& area)
 {
     painter->setFont(nodeFont);
-    const int flags = Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextWordWrap;
+    if (nodeTexts.size() > 4 * nodes->size() + 64)
+        nodeTexts.clear();
     for (const GraphNode& node : std::as_const(*nodes)) {
         if (rectMisses(nodeBounds(node), area))
             continue;
@@ -822,13 +873,52 @@ void DSPNetGraph::drawNodeTexts(QPainter* painter, const QRectF& area)
                        .arg(double(value * 100.0f), 0, 'f', 2, QLatin1Char(' '))
                        .arg(node.name);
         }
-        const int x = node.position.x();
-        const int y = node.position.y();
-        painter->setPen(shadowPen);
-        painter->drawText(QRect(x + 5, y + 6, 110, 35), flags, text);
-        painter->setPen(textPen);
-        painter->drawText(QRect(x + 5, y + 5, 110, 35), flags, text);
+        const QStaticText& laidOut = nodeText(text);
+        const QRect box(node.position.x() + 5, node.position.y() + 5, 110, 35);
+        drawNodeText(painter, laidOut, box.translated(0, 1), shadowPen);
+        drawNodeText(painter, laidOut, box, textPen);
     }
+}
+
+// A plate's text, centred in its box and cut at the box's edges. Each line
+// is already centred across the box's width; a text that does not fit, rare
+// and hard to read anyway, is laid out afresh by the painter, which centres
+// even a line wider than the box and cuts it on both sides.
+void DSPNetGraph::drawNodeText(QPainter* painter, const QStaticText& text, const QRect& box,
+                               const QPen& pen)
+{
+    painter->setPen(pen);
+    const QSizeF size = text.size();
+    if (size.width() > box.width() || size.height() > box.height()) {
+        const int flags = Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextWordWrap;
+        painter->drawText(box, flags, text.text().replace(QChar::LineSeparator, QLatin1Char('\n')));
+        return;
+    }
+    // Half a device pixel lower puts the glyphs on the rows where the
+    // painter's own layout of the same text puts them.
+    const double top = box.y() + (box.height() - size.height()) / 2.0 + 0.5 / double(zoom);
+    painter->drawStaticText(QPointF(box.x(), top), text);
+}
+
+// Wrapping and shaping a text costs far more than drawing it, and the plates
+// are drawn ten times a second with texts that change once a snapshot at
+// most: each text is laid out once and kept. The caller empties the cache
+// when it holds many more texts than there are plates.
+const QStaticText& DSPNetGraph::nodeText(const QString& text)
+{
+    const auto found = nodeTexts.constFind(text);
+    if (found != nodeTexts.constEnd())
+        return *found;
+    // A unit's name is plain text whatever it looks like; a line break inside
+    // it breaks the line as it does in any text the painter writes.
+    QString lines = text;
+    lines.replace(QLatin1Char('\n'), QChar::LineSeparator);
+    QStaticText laidOut(lines);
+    laidOut.setTextFormat(Qt::PlainText);
+    laidOut.setTextOption(QTextOption(Qt::AlignHCenter));
+    laidOut.setTextWidth(110);
+    laidOut.prepare(QTransform::fromScale(zoom, zoom), nodeFont);
+    return *nodeTexts.insert(text, laidOut);
 }
 
 void DSPNetGraph::drawEllipses(QPainter* painter, const QRectF& area)

@@ -11,6 +11,7 @@
 #include <QPoint>
 #include <QRectF>
 #include <QSize>
+#include <QStaticText>
 #include <QString>
 #include <QWidget>
 
@@ -169,6 +170,10 @@ private:
     void drawMeters(QPainter* painter, const GraphNode& node, const QRectF& rect);
     void drawGroups(QPainter* painter, bool toImage, const QRectF& area);
     void drawNodeTexts(QPainter* painter, const QRectF& area);
+    void drawNodeText(QPainter* painter, const QStaticText& text, const QRect& box,
+                      const QPen& pen);
+    const QStaticText& nodeText(const QString& text);
+    size_t pictureFingerprint() const;
     void drawEllipses(QPainter* painter, const QRectF& area);
     void drawConnections(QPainter* painter, const QRectF& area);
     void drawLineBatches(QPainter* painter, const QList<QLine>& lines, const QRectF& area);
@@ -234,6 +239,8 @@ private:
     bool useInclusiveCPU;
     QTimer* repaintTimer;
     quint64 contextNodeId;
+    QHash<QString, QStaticText> nodeTexts; // laid-out plate texts by their text
+    size_t shownFingerprint;               // of the last pass that asked for a repaint
 };
 
 #endif // DSPNETGRAPH_H

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # The long fuzz run: every fuzzer for a fixed number of executions (10 million
-# by default), from its committed seeds, two at a time. Prints each fuzzer's
-# last status line; artifacts of a finding land in build/fuzz/long/.
+# by default), from its committed seeds, on two lanes: the layout fuzzer, the
+# slowest, alone on one; the other three one after another on the other.
+# Prints each fuzzer's executions, rate, time and findings; artifacts of a
+# finding land in build/fuzz/long/.
 #
 #   scripts/fuzz-long.sh            10,000,000 executions per fuzzer
 #   scripts/fuzz-long.sh 1000000    another count
@@ -15,17 +17,30 @@ cmake --build --preset fuzz -j"$(nproc)"
 out=build/fuzz/long
 mkdir -p "$out"
 run() {
-    local name=$1 seeds=$2
+    local name=$1 seeds=$2 start=$SECONDS status=0
     mkdir -p "$out/$name-corpus"
     QT_QPA_PLATFORM=offscreen "build/fuzz/bin/$name" -runs="$runs" -timeout=10 \
         -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="$out/$name-" \
-        "$out/$name-corpus" "$seeds" >"$out/$name.log" 2>&1
-    echo "$name: $(grep -E '^stat::number_of_executed_units' "$out/$name.log" | awk '{print $2}') executions," \
-         "$(grep -cE '^==[0-9]+==ERROR|deadly signal' "$out/$name.log") findings"
+        "$out/$name-corpus" "$seeds" >"$out/$name.log" 2>&1 || status=$?
+    echo "$name: $(stat_of "$name" number_of_executed_units) executions," \
+         "$(stat_of "$name" average_exec_per_sec) per second, $(((SECONDS - start) / 60)) min," \
+         "$(grep -cE '^==[0-9]+== ?ERROR' "$out/$name.log") findings"
+    return "$status"
 }
-run fuzz_framecutter fuzz/link/corpus &
-run fuzz_dsptree fuzz/model/corpus &
-wait
-run fuzz_history fuzz/history/corpus &
+stat_of() {
+    grep -E "^stat::$2:" "$out/$1.log" | awk '{print $2}'
+}
 run fuzz_dspnetgraph fuzz/dspview/corpus &
-wait
+layout=$!
+(
+    status=0
+    run fuzz_framecutter fuzz/link/corpus || status=1
+    run fuzz_dsptree fuzz/model/corpus || status=1
+    run fuzz_history fuzz/history/corpus || status=1
+    exit "$status"
+) &
+others=$!
+status=0
+wait "$layout" || status=1
+wait "$others" || status=1
+exit "$status"

@@ -60,13 +60,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const char* bytes = reinterpret_cast<const char*>(data);
     const quint32 length =
         std::min<quint32>(qFromLittleEndian<quint32>(bytes + 1), quint32(size - 5));
+    // The switches go in while the tree is empty, and the tree keeps quiet
+    // while it takes both frames: one layout per input, of the final state.
     DSPTree tree(nullptr);
-    tree.acceptNetworkFrame(QByteArray::fromRawData(bytes + 5, qsizetype(length)));
-    tree.acceptGroupFrame(
-        QByteArray::fromRawData(bytes + 5 + length, qsizetype(size - 5 - length)));
     DSPNetGraph graph(&tree);
     graph.setShowExcessive((data[0] & 1) != 0);
     graph.setShowInactive((data[0] & 2) != 0);
+    tree.blockSignals(true);
+    tree.acceptNetworkFrame(QByteArray::fromRawData(bytes + 5, qsizetype(length)));
+    tree.acceptGroupFrame(
+        QByteArray::fromRawData(bytes + 5 + length, qsizetype(size - 5 - length)));
     graph.slotProcessTree();
     checkLayout(graph, tree);
     return 0;

@@ -21,6 +21,12 @@ private Q_SLOTS:
     void legend();
     void groupTexts_data();
     void groupTexts();
+    void plateTexts_data();
+    void plateTexts();
+    void plateTextsFollowChanges_data();
+    void plateTextsFollowChanges();
+    void repaintOnlyOnChange_data();
+    void repaintOnlyOnChange();
 };
 
 namespace {
@@ -52,6 +58,20 @@ QColor throughGlass(const QImage& plate, const QColor& under, QPoint at)
 // text and rim.
 const QPoint plateA(210, 10);
 const QPoint probe(10, 12);
+
+class PaintCount : public QObject
+{
+public:
+    int paints = 0;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint)
+            ++paints;
+        return QObject::eventFilter(watched, event);
+    }
+};
 
 } // namespace
 
@@ -216,6 +236,154 @@ void TestDSPNetGraphPaint::groupTexts()
         images[named] = renderGraph(f.graph);
     }
     QTEST(images[0] != images[1], "written");
+}
+
+// A plate's text looks exactly as the painter writes the same text into the
+// plate's text box: wrapped at blanks, centred both ways, cut at the box, and
+// never read as markup. The reference is the unit's plate, unnamed, with the
+// text written over it by hand.
+void TestDSPNetGraphPaint::plateTexts_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("one line") << QStringLiteral("Fader");
+    QTest::newRow("wrapped at a blank") << QStringLiteral("Lowpass Filter Unit Two");
+    QTest::newRow("markup stays text") << QStringLiteral("<b>bold</b> &amp; x");
+    QTest::newRow("word wider than the plate") << QStringLiteral("Superlongwordwithoutbreaks");
+    QTest::newRow("line break in the name") << QStringLiteral("Two\nLines");
+    QTest::newRow("more lines than fit") << QStringLiteral("A\nB\nC\nD\nE\nF");
+}
+
+void TestDSPNetGraphPaint::plateTexts()
+{
+    QFETCH(QString, name);
+    QImage images[2];
+    QRect plate;
+    for (int named = 0; named < 2; ++named) {
+        GraphFixture f(QStringLiteral("R<-A"));
+        f.net.node(QStringLiteral("A")).name = named ? name : QString();
+        f.load();
+        images[named] = renderGraph(f.graph);
+        const GraphNode& node = f.graph.graphNodes().at(1);
+        plate = QRect(node.position, QSize(120, 45));
+        if (named)
+            continue;
+        QFont font;
+        font.setPointSize(7);
+        font.setStyleHint(QFont::SansSerif, QFont::PreferOutline);
+        font.setStretch(125);
+        QPainter painter(&images[0]);
+        painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+        painter.setFont(font);
+        const QRect box(node.position + QPoint(5, 5), QSize(110, 35));
+        const int flags = Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextWordWrap;
+        painter.setPen(QColor(0, 0, 0, 128));
+        painter.drawText(box.translated(0, 1), flags, name);
+        painter.setPen(Qt::white);
+        painter.drawText(box, flags, name);
+    }
+    QCOMPARE(images[1].copy(plate), images[0].copy(plate));
+}
+
+// Plate texts are laid out once and kept; whatever changes in between, a
+// graph shows what a graph made afresh in its final state shows.
+void TestDSPNetGraphPaint::plateTextsFollowChanges_data()
+{
+    QTest::addColumn<QStringList>("steps");
+
+    QTest::newRow("scale there and back") << QStringList{"scale:2", "scale:1"};
+    QTest::newRow("scale changed") << QStringList{"scale:1", "scale:1.5"};
+    QTest::newRow("cpu figures on and off") << QStringList{"cpu:1", "cpu:0"};
+    QTest::newRow("cpu figures switched on") << QStringList{"cpu:0", "cpu:1"};
+    QTest::newRow("unit renamed") << QStringList{"name:Echo", "name:Chorus Unit"};
+}
+
+void TestDSPNetGraphPaint::plateTextsFollowChanges()
+{
+    QFETCH(QStringList, steps);
+    const auto apply = [](GraphFixture& f, const QString& step) {
+        const QString key = step.section(QLatin1Char(':'), 0, 0);
+        const QString value = step.section(QLatin1Char(':'), 1);
+        if (key == QLatin1String("scale"))
+            f.graph.setScale(value.toFloat());
+        if (key == QLatin1String("cpu"))
+            f.graph.setShowCPUUsage(value == QLatin1String("1"));
+        if (key == QLatin1String("name")) {
+            f.net.node(QStringLiteral("A")).name = value;
+            f.load();
+        }
+    };
+    GraphFixture changed(QStringLiteral("R<-A,B"));
+    changed.load();
+    for (const QString& step : steps) {
+        apply(changed, step);
+        renderGraph(changed.graph);
+    }
+    GraphFixture fresh(QStringLiteral("R<-A,B"));
+    fresh.load();
+    apply(fresh, steps.last());
+    QCOMPARE(renderGraph(changed.graph), renderGraph(fresh.graph));
+}
+
+// A snapshot that changes nothing on the screen is not painted again; one
+// that changes anything shown is. Meters and figures count only when shown.
+void TestDSPNetGraphPaint::repaintOnlyOnChange_data()
+{
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<bool>("painted");
+
+    QTest::newRow("same snapshot again") << ""
+                                         << "" << false;
+    QTest::newRow("unit switched off") << ""
+                                       << "off" << true;
+    QTest::newRow("unit renamed") << ""
+                                  << "rename" << true;
+    QTest::newRow("input added") << ""
+                                 << "grow" << true;
+    QTest::newRow("meter moved, meters hidden") << ""
+                                                << "level" << false;
+    QTest::newRow("meter moved, meters shown") << "meters"
+                                               << "level" << true;
+    QTest::newRow("cpu moved, figures hidden") << ""
+                                               << "cpu" << false;
+    QTest::newRow("cpu moved, figures shown") << "figures"
+                                              << "cpu" << true;
+    QTest::newRow("same snapshot, all shown") << "meters figures"
+                                              << "" << false;
+}
+
+void TestDSPNetGraphPaint::repaintOnlyOnChange()
+{
+    QFETCH(QString, shown);
+    QFETCH(QString, change);
+    GraphFixture f(QStringLiteral("R<-A; A<-C"));
+    TestNode& a = f.net.node(QStringLiteral("A"));
+    a.decibels = {-10};
+    a.exclusiveTime = 10;
+    f.net.sampleRate = 48000;
+    f.net.blockLength = 1024;
+    f.graph.setShowVolumeLevels(shown.contains(QLatin1String("meters")));
+    f.graph.setShowCPUUsage(shown.contains(QLatin1String("figures")));
+    f.graph.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.graph));
+    f.load();
+    QTest::qWait(50);
+    PaintCount count;
+    f.graph.installEventFilter(&count);
+    if (change == QLatin1String("off"))
+        a.active = false;
+    if (change == QLatin1String("rename"))
+        a.name = QStringLiteral("Echo");
+    if (change == QLatin1String("level"))
+        a.decibels = {-20};
+    if (change == QLatin1String("cpu"))
+        a.exclusiveTime = 500;
+    if (change == QLatin1String("grow"))
+        f.net = TestNetwork(QStringLiteral("R<-A,B; A<-C"));
+    f.load();
+    QTest::qWait(50);
+    QTEST(count.paints > 0, "painted");
 }
 
 QTEST_MAIN(TestDSPNetGraphPaint)
