@@ -164,6 +164,9 @@ void TestFaultMatrix::fault_data()
         << StaysLive << 1;
     QTest::newRow("level counts above 32") << QStringList{"--hostile", "many-levels"} << hostile
                                            << connected << "Live" << 0 << StaysLive << 1;
+    // Sample frames shorter than their layout are dropped without a word.
+    QTest::newRow("sample frames cut short") << QStringList{"--hostile", "short"} << hostile
+                                             << connected << "Live" << 0 << StaysLive << 1;
     for (const char* kind : {"1", "7", "3", "4", "5", "9"}) {
         QTest::addRow("incompatible version of kind %s", kind)
             << QStringList{"--bad-version", kind}
