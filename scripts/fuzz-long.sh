@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # The long fuzz run: every fuzzer for a fixed number of executions (10 million
-# by default), from its committed seeds, on two lanes: the layout fuzzer, the
-# slowest, alone on one; the other three one after another on the other.
-# Prints each fuzzer's executions, rate, time and findings; artifacts of a
-# finding land in build/fuzz/long/.
+# by default), from its committed seeds and whatever corpus an earlier long
+# run left in build/fuzz/long/, two at a time. Prints each fuzzer's
+# executions, rate, time and findings; artifacts of a finding land there too.
 #
 #   scripts/fuzz-long.sh            10,000,000 executions per fuzzer
 #   scripts/fuzz-long.sh 1000000    another count
@@ -30,17 +29,19 @@ run() {
 stat_of() {
     grep -E "^stat::$2:" "$out/$1.log" | awk '{print $2}'
 }
-run fuzz_dspnetgraph fuzz/dspview/corpus &
-layout=$!
-(
-    status=0
-    run fuzz_framecutter fuzz/link/corpus || status=1
-    run fuzz_dsptree fuzz/model/corpus || status=1
-    run fuzz_history fuzz/history/corpus || status=1
-    exit "$status"
-) &
-others=$!
+# Two lanes of about the same length: the layout and sample-store fuzzers
+# are the slow ones, so each leads a lane.
+lane() {
+    local status=0
+    run "$1" "$2" || status=1
+    run "$3" "$4" || status=1
+    return "$status"
+}
+lane fuzz_dspnetgraph fuzz/dspview/corpus fuzz_framecutter fuzz/link/corpus &
+first=$!
+lane fuzz_history fuzz/history/corpus fuzz_dsptree fuzz/model/corpus &
+second=$!
 status=0
-wait "$layout" || status=1
-wait "$others" || status=1
+wait "$first" || status=1
+wait "$second" || status=1
 exit "$status"
