@@ -136,7 +136,8 @@ DSPNetGraph::DSPNetGraph(DSPTree* tree, QWidget* parent, Qt::WindowFlags flags)
       currentRow(0), maxX(0), maxY(0), clickPending(false), showInactive(false),
       showExcessive(false), showCPUUsage(false), showVolumeLevels(false), showGroups(false),
       showGuids(false), showSends(false), showLegend(false), minCPU(0.0f), maxCPU(100.0f),
-      useInclusiveCPU(false), repaintTimer(nullptr), contextNodeId(0), shownFingerprint(0)
+      useInclusiveCPU(false), repaintTimer(nullptr), contextNodeId(0), nodesFingerprint(0),
+      shownFingerprint(0)
 {
     textPen = makePen(QColor(255, 255, 255, 255), 1);
     shadowPen = makePen(QColor(0, 0, 0, 128), 1);
@@ -336,19 +337,13 @@ void DSPNetGraph::slotProcessTree()
 }
 
 // Everything a pass of the tree puts on the screen, and the switches that
-// decide how, folded into one number.
+// decide how, folded into one number. The plates are folded in as they are
+// placed, while their names are still in the cache: a second walk over a
+// large network's names would cost more than the layout gained.
 size_t DSPNetGraph::pictureFingerprint() const
 {
-    size_t seed = qHashMulti(0, maxX, maxY, selectedId, selectedGroupId, showCPUUsage,
-                             showVolumeLevels, useInclusiveCPU);
-    for (const GraphNode& node : std::as_const(*nodes)) {
-        seed = qHashMulti(seed, node.name, node.position.x(), node.position.y(), node.id,
-                          node.groupId, node.active, node.bypass);
-        if (showCPUUsage)
-            seed = qHashMulti(seed, node.inclusiveCPU, node.exclusiveCPU);
-        if (showVolumeLevels)
-            seed = qHashRange(node.levels.cbegin(), node.levels.cend(), seed);
-    }
+    size_t seed = qHashMulti(nodesFingerprint, maxX, maxY, selectedId, selectedGroupId,
+                             showCPUUsage, showVolumeLevels, useInclusiveCPU);
     for (const QList<QLine>* lines :
          {standardLines, sendLines, sidechainLines, sendSidechainLines}) {
         seed = qHash(lines->size(), seed);
@@ -369,6 +364,7 @@ void DSPNetGraph::resetLayout()
     maxX = 0;
     maxY = 0;
     nodes->clear();
+    nodesFingerprint = 0;
     standardLines->clear();
     sendLines->clear();
     sidechainLines->clear();
@@ -461,6 +457,13 @@ void DSPNetGraph::placeNode(const DSPNode* node, QPoint position)
     record.levels.reserve(node->volumeLevels.size());
     for (qint8 decibels : node->volumeLevels)
         record.levels.append(float(decibels) / 80.0f + 1.0f);
+    nodesFingerprint = qHashMulti(nodesFingerprint, record.name, position.x(), position.y(),
+                                  record.id, record.groupId, record.active, record.bypass);
+    if (showCPUUsage)
+        nodesFingerprint = qHashMulti(nodesFingerprint, record.inclusiveCPU, record.exclusiveCPU);
+    if (showVolumeLevels)
+        nodesFingerprint =
+            qHashRange(record.levels.cbegin(), record.levels.cend(), nodesFingerprint);
     nodes->append(record);
     addToGroup(node->groupId, position);
 }

@@ -240,6 +240,7 @@ private:
     QTimer* repaintTimer;
     quint64 contextNodeId;
     QHash<QString, QStaticText> nodeTexts; // laid-out plate texts by their text
+    size_t nodesFingerprint;               // of the plates placed so far in this pass
     size_t shownFingerprint;               // of the last pass that asked for a repaint
 };
 
