@@ -76,6 +76,18 @@ bool SimProcess::waitForLine(const QString& fragment, int timeoutMs, int occurre
     return count(fragment) >= occurrences;
 }
 
+int SimProcess::finish(SimProcess*& sim, bool testFailed)
+{
+    if (!sim)
+        return 0;
+    if (testFailed)
+        sim->dump();
+    const int exitCode = sim->stop();
+    delete sim;
+    sim = nullptr;
+    return exitCode;
+}
+
 int SimProcess::stop(int timeoutMs)
 {
     if (!isRunning())

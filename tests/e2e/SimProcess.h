@@ -44,6 +44,9 @@ public:
     int stop(int timeoutMs = 5000);
     // Prints the log so far, for a failed test.
     void dump() const;
+    // Ends a test's simulator, if it has one: prints its log when the test
+    // failed, stops and deletes it. Returns the exit code, 0 without one.
+    static int finish(SimProcess*& sim, bool testFailed);
 
 Q_SIGNALS:
     void lineReceived(QString line);

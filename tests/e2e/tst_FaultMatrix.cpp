@@ -106,14 +106,7 @@ void TestFaultMatrix::cleanup()
     sampleSpies.clear();
     delete form;
     form = nullptr;
-    if (!sim)
-        return;
-    if (QTest::currentTestFailed())
-        sim->dump();
-    const int exitCode = sim->stop();
-    delete sim;
-    sim = nullptr;
-    QCOMPARE(exitCode, 0); // no fault ends the simulator
+    QCOMPARE(SimProcess::finish(sim, QTest::currentTestFailed()), 0); // no fault ends the simulator
 }
 
 void TestFaultMatrix::fault_data()

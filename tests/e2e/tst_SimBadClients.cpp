@@ -49,14 +49,8 @@ void TestSimBadClients::init()
 
 void TestSimBadClients::cleanup()
 {
-    if (!sim)
-        return;
-    if (QTest::currentTestFailed())
-        sim->dump();
-    const int exitCode = sim->stop();
-    delete sim;
-    sim = nullptr;
-    QCOMPARE(exitCode, 0); // no client ever ends the simulator
+    QCOMPARE(SimProcess::finish(sim, QTest::currentTestFailed()),
+             0); // no client ever ends the simulator
 }
 
 void TestSimBadClients::badClientIsDropped_data()

@@ -55,14 +55,7 @@ void TestSimEndToEnd::init()
 
 void TestSimEndToEnd::cleanup()
 {
-    if (!sim)
-        return;
-    if (QTest::currentTestFailed())
-        sim->dump();
-    const int exitCode = sim->stop();
-    delete sim;
-    sim = nullptr;
-    QCOMPARE(exitCode, 0); // SIGTERM ends it cleanly
+    QCOMPARE(SimProcess::finish(sim, QTest::currentTestFailed()), 0); // SIGTERM ends it cleanly
 }
 
 void TestSimEndToEnd::subscriptionsArrive()
