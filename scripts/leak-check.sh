@@ -31,16 +31,9 @@ fi
 cmake --build "$build" -j"$(nproc)" --target zelto-soak zelto-target-sim >/dev/null
 
 logs=$(mktemp -d /tmp/zelto-leak.XXXXXX)
-"$build/bin/zelto-target-sim" --port 0 >"$logs/target.log" 2>&1 &
-sim=$!
-trap 'kill "$sim" 2>/dev/null; wait "$sim" 2>/dev/null || true' EXIT
-port=""
-for _ in $(seq 100); do
-    port=$(sed -n 's/.*listening on [^ ]*:\([0-9]*\).*/\1/p' "$logs/target.log" | head -n 1)
-    [[ -n "$port" ]] && break
-    sleep 0.1
-done
-[[ -n "$port" ]] || { echo "leak-check: the simulated target did not start" >&2; exit 2; }
+. scripts/lib/sim-port.sh
+start_sim "$logs" "$build/bin/zelto-target-sim" ||
+    { echo "leak-check: the simulated target did not start" >&2; exit 2; }
 
 echo "leak-check: phases of ${phase} s, target on port ${port}, logs in ${logs}"
 session=0

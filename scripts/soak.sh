@@ -35,22 +35,9 @@ fi
 cmake --build "$build" -j"$(nproc)" --target zelto-soak zelto-target-sim >/dev/null
 
 logs=$(mktemp -d /tmp/zelto-soak.XXXXXX)
-"$build/bin/zelto-target-sim" --port 0 --nodes "$nodes" --close-after "$reconnect" \
-    >"$logs/target.log" 2>&1 &
-sim=$!
-trap 'kill "$sim" 2>/dev/null; wait "$sim" 2>/dev/null || true' EXIT
-
-port=""
-for _ in $(seq 100); do
-    port=$(sed -n 's/.*listening on [^ ]*:\([0-9]*\).*/\1/p' "$logs/target.log" | head -n 1)
-    [[ -n "$port" ]] && break
-    sleep 0.1
-done
-if [[ -z "$port" ]]; then
-    echo "soak: the simulated target did not start" >&2
-    cat "$logs/target.log" >&2
-    exit 2
-fi
+. scripts/lib/sim-port.sh
+start_sim "$logs" "$build/bin/zelto-target-sim" --nodes "$nodes" --close-after "$reconnect" ||
+    { echo "soak: the simulated target did not start" >&2; exit 2; }
 
 echo "soak: ${seconds} s, ${nodes} units, target on port ${port}, logs in ${logs}"
 status=0

@@ -66,6 +66,17 @@ void BM_Layout(benchmark::State& state)
 }
 BENCHMARK(BM_Layout)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
+// The panel's start settings with the meters on, and the network laid out.
+void showEverything(DSPNetGraph& graph)
+{
+    graph.setShowInactive(true);
+    graph.setShowExcessive(true);
+    graph.setShowGroups(true);
+    graph.setShowSends(true);
+    graph.setShowVolumeLevels(true);
+    graph.slotProcessTree();
+}
+
 // One repaint at scale 1.0 with the panel's start settings and the meters on,
 // into a screen-sized image as a view of the graph is: every unit is drawn,
 // the painter clips what lies outside.
@@ -73,12 +84,7 @@ void BM_Repaint(benchmark::State& state)
 {
     Network network(int(state.range(0)));
     DSPNetGraph graph(&network.tree);
-    graph.setShowInactive(true);
-    graph.setShowExcessive(true);
-    graph.setShowGroups(true);
-    graph.setShowSends(true);
-    graph.setShowVolumeLevels(true);
-    graph.slotProcessTree();
+    showEverything(graph);
     QImage image(1920, 1080, QImage::Format_ARGB32_Premultiplied);
     for (auto _ : state) {
         image.fill(Qt::transparent);
@@ -95,12 +101,7 @@ void BM_RepaintView(benchmark::State& state)
 {
     Network network(int(state.range(0)));
     DSPNetGraph graph(&network.tree);
-    graph.setShowInactive(true);
-    graph.setShowExcessive(true);
-    graph.setShowGroups(true);
-    graph.setShowSends(true);
-    graph.setShowVolumeLevels(true);
-    graph.slotProcessTree();
+    showEverything(graph);
     const QRect view(QPoint(graph.width() / 2, graph.height() / 2), QSize(800, 400));
     QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
     for (auto _ : state) {
