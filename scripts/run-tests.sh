@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The whole test suite, headless: the QtTest suite in a debug build, the same
-# suite again under AddressSanitizer + UndefinedBehaviorSanitizer (+ leak
+# The whole test suite, headless: the QtTest suite in a debug build, the
+# Debian package from an optimised build, checked as a user's machine meets it,
+# the same suite again under AddressSanitizer + UndefinedBehaviorSanitizer (+ leak
 # checking), and a short bounded run of every fuzzer over its seed corpus.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,13 +14,9 @@ cmake --preset dev >/dev/null
 cmake --build --preset dev -j"$jobs"
 ctest --preset dev
 
-echo "== Debian package"
-cpack --config build/dev/CPackConfig.cmake -B build/dev/package >/dev/null
-deb=$(ls build/dev/package/zelto-profiler_*.deb)
-contents=$(dpkg-deb -c "$deb")
-grep -q './usr/bin/zelto-profiler$' <<<"$contents"
-grep -q libqt6widgets6 <<<"$(dpkg-deb -f "$deb" Depends)"
-echo "package: $deb"
+echo "== Debian package (optimised build)"
+deb=$(scripts/make-package.sh | tail -n1)
+tests/install/check-package.sh "$deb"
 
 echo "== sanitizer build and tests"
 cmake --preset asan >/dev/null
