@@ -2,12 +2,16 @@
 
 #include "LineValues.h"
 
+#include "LineRaster.h"
 #include "LineTrace.h"
 
 #include <QPainter>
 
+#include <cmath>
+
 LineValuesGroup::LineValuesGroup()
-    : m_precision(0), m_maximum(0.0f), m_autoMaximum(true), m_trace(new LineTrace())
+    : m_precision(0), m_maximum(0.0f), m_autoMaximum(true), m_trace(new LineTrace()),
+      m_raster(new LineRaster())
 {
 }
 
@@ -16,6 +20,7 @@ LineValuesGroup::~LineValuesGroup()
     qDeleteAll(m_lines);
     m_lines.clear();
     delete m_trace;
+    delete m_raster;
 }
 
 LineValues* LineValuesGroup::addLine(QString name, const QColor& color)
@@ -92,16 +97,30 @@ void LineValuesGroup::paint(QPainter* painter, QSize size)
     if (!(m_maximum > 0.0f) || size.isEmpty()) {
         return;
     }
-    // The trace maps the samples to pixels itself, so the painter keeps its
-    // transform and strokes plain segments with the cosmetic pen.
-    painter->save();
+    // The series are stroked in device pixels into one layer, in their
+    // order, and the layer goes over the plot in one call. The pen is
+    // cosmetic: its width is in device pixels at any ratio.
+    const qreal ratio = painter->device()->devicePixelRatioF();
+    const QSizeF deviceSize = QSizeF(size) * ratio;
+    m_raster->begin(deviceSize.toSize(), ratio);
     for (const LineValues* line : std::as_const(m_lines)) {
         if (line->isActive()) {
-            m_trace->trace(line->values(), size, double(m_maximum));
-            const QList<QLineF>& segments = m_trace->segments();
-            painter->setPen(line->pen());
-            painter->drawLines(segments.constData(), int(segments.size()));
+            m_trace->trace(line->values(), deviceSize, double(m_maximum));
+            const QPointF* points = m_trace->points().constData();
+            for (const LineTrace::Run& run : m_trace->runs()) {
+                m_raster->addPolyline(points + run.first, run.count, line->pen().widthF());
+            }
+            m_raster->fill(line->pen().color());
         }
     }
-    painter->restore();
+    // Only the rows with ink, widened to whole logical rows so that the
+    // layer lands on the device pixels it was drawn for.
+    const int top = int(std::floor(m_raster->firstRow() / ratio));
+    const int bottom = int(std::ceil((m_raster->lastRow() + 1) / ratio));
+    if (bottom > top) {
+        const QImage& layer = m_raster->layer();
+        const QRectF target(0.0, top, layer.width() / ratio, bottom - top);
+        painter->drawImage(target, layer,
+                           QRectF(0.0, top * ratio, layer.width(), (bottom - top) * ratio));
+    }
 }

@@ -7,6 +7,7 @@
 #include <QSize>
 #include <QString>
 
+class LineRaster;
 class LineTrace;
 class LineValues;
 class QPainter;
@@ -58,6 +59,7 @@ private:
     bool m_autoMaximum;
     // Scratch space of paint(), kept between repaints; holds no state.
     LineTrace* m_trace;
+    LineRaster* m_raster;
 };
 
 #endif // LINEVALUESGROUP_H

@@ -13,7 +13,7 @@ packages=(
     fonts-dejavu-core
 )
 if [[ "${1:-}" == "--test" ]]; then
-    packages+=(clang libclang-rt-14-dev libbenchmark-dev xvfb xauth)
+    packages+=(clang libclang-rt-14-dev libbenchmark-dev xvfb xauth qt6-charts-dev libqt6opengl6-dev)
 fi
 
 missing=()

@@ -88,9 +88,9 @@ void BM_TraceSeries(benchmark::State& state)
     const QSize size(int(state.range(0)), int(state.range(1)));
     for (auto _ : state) {
         trace.trace(values, size, 18.0);
-        benchmark::DoNotOptimize(trace.segments().constData());
+        benchmark::DoNotOptimize(trace.points().constData());
     }
-    state.counters["segments"] = double(trace.segments().size());
+    state.counters["segments"] = double(trace.points().size());
 }
 // Width, height, shape of the samples.
 BENCHMARK(BM_TraceSeries)

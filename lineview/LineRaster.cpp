@@ -1,0 +1,240 @@
+#include "LineRaster.h"
+
+#include <QtAlgorithms>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+// Columns kept left of the layer for ink that starts before its edge: the
+// running sum of a row must begin where the outline does.
+constexpr int leftPad = 4;
+// Cells per bit of the touched mask: a row's sweep skips the blocks that no
+// edge reached, where the coverage is that of the block before.
+constexpr int blockCells = 16;
+
+uint multiply(uint value, uint alpha)
+{
+    const uint t = value * alpha + 128u;
+    return (t + (t >> 8)) >> 8;
+}
+} // namespace
+
+LineRaster::LineRaster()
+    : bits(nullptr), bytesPerLine(0), width(0), height(0), stride(0), words(0), sweepTop(0),
+      sweepBottom(-1), inkTop(0), inkBottom(-1)
+{
+}
+
+void LineRaster::begin(QSize deviceSize, qreal ratio)
+{
+    if (image.size() != deviceSize) {
+        image = QImage(deviceSize, QImage::Format_ARGB32_Premultiplied);
+        width = deviceSize.width();
+        height = deviceSize.height();
+        stride = width + 2 * leftPad + 2;
+        area.assign(size_t(stride) * size_t(height), 0.0f);
+        words = (stride + blockCells * 64 - 1) / (blockCells * 64);
+        touched.assign(size_t(height) * size_t(words), 0);
+    }
+    image.setDevicePixelRatio(ratio);
+    image.fill(0);
+    bits = image.bits();
+    bytesPerLine = size_t(image.bytesPerLine());
+    sweepTop = height;
+    sweepBottom = -1;
+    inkTop = height;
+    inkBottom = -1;
+}
+
+void LineRaster::addPolyline(const QPointF* points, int count, double width)
+{
+    // One closed outline: the right side forward, the square cap at the end,
+    // the other side backward, the square cap at the start.
+    const double half = width / 2.0;
+    outline.resize(0);
+    addSide(points, count, 1, half);
+    if (outline.isEmpty()) {
+        return;
+    }
+    const QPointF endCap = lastDirection * half;
+    const QPointF end = points[count - 1];
+    outline.append(outline.last() + endCap);
+    outline.append(end + QPointF(-lastDirection.y(), lastDirection.x()) * half + endCap);
+    addSide(points, count, -1, half);
+    const QPointF startCap = lastDirection * half;
+    outline.append(outline.last() + startCap);
+    outline.append(outline.first() + startCap);
+    for (int i = 1; i < outline.size(); ++i) {
+        addEdge(outline.at(i - 1), outline.at(i));
+    }
+    addEdge(outline.last(), outline.first());
+}
+
+void LineRaster::addSide(const QPointF* points, int count, int direction, double half)
+{
+    // One side of the stroke, offset to the right of the direction of
+    // travel. Where the line turns towards this side the offset lines cross;
+    // the side then goes through the corner itself, as Qt's stroker does, and
+    // the non-zero rule covers the overlap once. On the outer side a straight
+    // line joins the two offset ends: the bevel.
+    auto at = [&](int i) { return direction > 0 ? points[i] : points[count - 1 - i]; };
+    bool first = true;
+    QPointF previous = at(0);
+    for (int i = 1; i < count; ++i) {
+        const QPointF next = at(i);
+        const QPointF delta = next - previous;
+        const double length = std::hypot(delta.x(), delta.y());
+        if (!(length > 0.0)) {
+            continue;
+        }
+        const QPointF unit = delta / length;
+        const QPointF offset(unit.y() * half, -unit.x() * half);
+        if (!first && lastDirection.x() * unit.y() - lastDirection.y() * unit.x() < 0.0) {
+            outline.append(previous);
+        }
+        first = false;
+        outline.append(previous + offset);
+        outline.append(next + offset);
+        lastDirection = unit;
+        previous = next;
+    }
+}
+
+void LineRaster::touch(int row, int first, int last)
+{
+    quint64* mask = touched.data() + size_t(row) * size_t(words);
+    for (int block = first / blockCells; block <= last / blockCells; ++block) {
+        mask[block / 64] |= quint64(1) << (block % 64);
+    }
+    sweepTop = std::min(sweepTop, row);
+    sweepBottom = std::max(sweepBottom, row);
+}
+
+void LineRaster::addEdge(QPointF from, QPointF to)
+{
+    // The signed area that the edge adds to each cell it crosses, and the
+    // rest of its height to the cell after it; a row's running sum then
+    // gives each pixel's coverage. Rows outside the layer are skipped, and
+    // the edge's ends are held within the padded columns.
+    if (from.y() == to.y()) {
+        return;
+    }
+    const double sign = from.y() < to.y() ? 1.0 : -1.0;
+    if (from.y() > to.y()) {
+        std::swap(from, to);
+    }
+    const double left = -leftPad;
+    const double right = width + leftPad;
+    const QPointF shift(leftPad, 0.0);
+    from = QPointF(std::clamp(from.x(), left, right), from.y()) + shift;
+    to = QPointF(std::clamp(to.x(), left, right), to.y()) + shift;
+    const double slope = (to.x() - from.x()) / (to.y() - from.y());
+    // Columns are at or right of 0 here, so truncation is the floor; rows
+    // are held within the layer before they are rounded.
+    const double top = std::max(from.y(), 0.0);
+    const double bottom = std::min(to.y(), double(height));
+    if (!(top < bottom)) {
+        return;
+    }
+    const int firstRow = int(top);
+    const int endRow = int(bottom) + (bottom > int(bottom) ? 1 : 0);
+    double x = from.x() + (firstRow > from.y() ? (firstRow - from.y()) * slope : 0.0);
+    for (int row = firstRow; row < endRow; ++row) {
+        const double dy = std::min(double(row + 1), to.y()) - std::max(double(row), from.y());
+        const double xNext = x + slope * dy;
+        const double d = dy * sign;
+        const double x0 = std::min(x, xNext);
+        const double x1 = std::max(x, xNext);
+        const int x0i = int(x0);
+        const double x0Floor = x0i;
+        const int x1i = int(x1) + (x1 > int(x1) ? 1 : 0);
+        const double x1Ceil = x1i;
+        float* line = area.data() + size_t(row) * size_t(stride);
+        if (x1i <= x0i + 1) {
+            const double middle = 0.5 * (x + xNext) - x0Floor;
+            line[x0i] += float(d - d * middle);
+            line[x0i + 1] += float(d * middle);
+            touch(row, x0i, x0i + 1);
+        } else {
+            const double s = 1.0 / (x1 - x0);
+            const double x0f = x0 - x0Floor;
+            const double a0 = 0.5 * s * (1.0 - x0f) * (1.0 - x0f);
+            const double x1f = x1 - x1Ceil + 1.0;
+            const double am = 0.5 * s * x1f * x1f;
+            line[x0i] += float(d * a0);
+            if (x1i == x0i + 2) {
+                line[x0i + 1] += float(d * (1.0 - a0 - am));
+            } else {
+                const double a1 = s * (1.5 - x0f);
+                line[x0i + 1] += float(d * (a1 - a0));
+                for (int xi = x0i + 2; xi < x1i - 1; ++xi) {
+                    line[xi] += float(d * s);
+                }
+                const double a2 = a1 + (x1i - x0i - 3) * s;
+                line[x1i - 1] += float(d * (1.0 - a2 - am));
+            }
+            line[x1i] += float(d * am);
+            touch(row, x0i, x1i);
+        }
+        x = xNext;
+    }
+}
+
+void LineRaster::fill(const QColor& color)
+{
+    // Walks only the touched blocks of each touched row, and the stretches
+    // between them that lie inside the line, and leaves the buffer empty for
+    // the next series.
+    const QRgb premultiplied = qPremultiply(color.rgba());
+    for (int row = sweepTop; row <= sweepBottom; ++row) {
+        quint64* mask = touched.data() + size_t(row) * size_t(words);
+        float* cells = area.data() + size_t(row) * size_t(stride);
+        float sum = 0.0f;
+        int done = 0;
+        for (int word = 0; word < words; ++word) {
+            while (mask[word] != 0) {
+                const int block = word * 64 + int(qCountTrailingZeroBits(mask[word]));
+                mask[word] &= mask[word] - 1;
+                const int first = block * blockCells;
+                const int end = std::min(first + blockCells, stride);
+                blendRun(row, done, first, sum, premultiplied);
+                for (int i = first; i < end; ++i) {
+                    sum += cells[i];
+                    cells[i] = 0.0f;
+                    blendRun(row, i, i + 1, sum, premultiplied);
+                }
+                done = end;
+            }
+        }
+    }
+    sweepTop = height;
+    sweepBottom = -1;
+}
+
+void LineRaster::blendRun(int row, int first, int end, float sum, QRgb color)
+{
+    // Cells first to end, all at the coverage that `sum` gives.
+    const float coverage = std::min(std::abs(sum), 1.0f);
+    const uint alpha = uint(coverage * 255.0f + 0.5f);
+    first = std::max(first - leftPad, 0);
+    end = std::min(end - leftPad, width);
+    if (alpha == 0 || first >= end) {
+        return;
+    }
+    const QRgb source = alpha >= 255
+                            ? color
+                            : qRgba(multiply(qRed(color), alpha), multiply(qGreen(color), alpha),
+                                    multiply(qBlue(color), alpha), multiply(qAlpha(color), alpha));
+    const uint rest = 255u - qAlpha(source);
+    QRgb* pixels = reinterpret_cast<QRgb*>(bits + size_t(row) * bytesPerLine);
+    for (int x = first; x < end; ++x) {
+        const QRgb below = pixels[x];
+        pixels[x] = qRgba(qRed(source) + multiply(qRed(below), rest),
+                          qGreen(source) + multiply(qGreen(below), rest),
+                          qBlue(source) + multiply(qBlue(below), rest),
+                          qAlpha(source) + multiply(qAlpha(below), rest));
+    }
+    inkTop = std::min(inkTop, row);
+    inkBottom = std::max(inkBottom, row);
+}
