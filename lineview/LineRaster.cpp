@@ -202,7 +202,9 @@ void LineRaster::fill(const QColor& color)
                 for (int i = first; i < end; ++i) {
                     sum += cells[i];
                     cells[i] = 0.0f;
-                    blendRun(row, i, i + 1, sum, premultiplied);
+                    if (sum != 0.0f) {
+                        blendRun(row, i, i + 1, sum, premultiplied);
+                    }
                 }
                 done = end;
             }
