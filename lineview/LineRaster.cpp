@@ -11,12 +11,32 @@ namespace {
 constexpr int leftPad = 4;
 // Cells per bit of the touched mask: a row's sweep skips the blocks that no
 // edge reached, where the coverage is that of the block before.
-constexpr int blockCells = 16;
+constexpr int blockCells = 4;
 
-uint multiply(uint value, uint alpha)
+// The four channels of a premultiplied pixel times alpha / 255, two at a time.
+inline QRgb scaled(QRgb pixel, uint alpha)
 {
-    const uint t = value * alpha + 128u;
-    return (t + (t >> 8)) >> 8;
+    if (alpha >= 255u) {
+        return pixel;
+    }
+    uint low = (pixel & 0x00ff00ffu) * alpha + 0x00800080u;
+    low = ((low + ((low >> 8) & 0x00ff00ffu)) >> 8) & 0x00ff00ffu;
+    uint high = ((pixel >> 8) & 0x00ff00ffu) * alpha + 0x00800080u;
+    high = (high + ((high >> 8) & 0x00ff00ffu)) & 0xff00ff00u;
+    return low | high;
+}
+
+// A premultiplied source over what lies below it.
+inline QRgb blended(QRgb source, QRgb below)
+{
+    const uint rest = 255u - qAlpha(source);
+    return rest == 0u ? source : source + scaled(below, rest);
+}
+
+// The coverage of a running sum, non-zero rule, in 256 levels.
+inline uint alphaOf(float sum)
+{
+    return uint(std::min(std::abs(sum), 1.0f) * 255.0f + 0.5f);
 }
 } // namespace
 
@@ -101,14 +121,12 @@ void LineRaster::addSide(const QPointF* points, int count, int direction, double
     }
 }
 
-void LineRaster::touch(int row, int first, int last)
+inline void LineRaster::touch(int row, int first, int last)
 {
     quint64* mask = touched.data() + size_t(row) * size_t(words);
     for (int block = first / blockCells; block <= last / blockCells; ++block) {
         mask[block / 64] |= quint64(1) << (block % 64);
     }
-    sweepTop = std::min(sweepTop, row);
-    sweepBottom = std::max(sweepBottom, row);
 }
 
 void LineRaster::addEdge(QPointF from, QPointF to)
@@ -140,6 +158,8 @@ void LineRaster::addEdge(QPointF from, QPointF to)
     const int firstRow = int(top);
     const int endRow = int(bottom) + (bottom > int(bottom) ? 1 : 0);
     double x = from.x() + (firstRow > from.y() ? (firstRow - from.y()) * slope : 0.0);
+    sweepTop = std::min(sweepTop, firstRow);
+    sweepBottom = std::max(sweepBottom, endRow - 1);
     for (int row = firstRow; row < endRow; ++row) {
         const double dy = std::min(double(row + 1), to.y()) - std::max(double(row), from.y());
         const double xNext = x + slope * dy;
@@ -190,53 +210,43 @@ void LineRaster::fill(const QColor& color)
     for (int row = sweepTop; row <= sweepBottom; ++row) {
         quint64* mask = touched.data() + size_t(row) * size_t(words);
         float* cells = area.data() + size_t(row) * size_t(stride);
+        QRgb* pixels = reinterpret_cast<QRgb*>(bits + size_t(row) * bytesPerLine) - leftPad;
+        // Cells left of the layer and right of it carry the sum but take no ink.
+        const int firstPixel = leftPad;
+        const int endPixel = leftPad + width;
         float sum = 0.0f;
         int done = 0;
+        bool inked = false;
         for (int word = 0; word < words; ++word) {
             while (mask[word] != 0) {
                 const int block = word * 64 + int(qCountTrailingZeroBits(mask[word]));
                 mask[word] &= mask[word] - 1;
                 const int first = block * blockCells;
                 const int end = std::min(first + blockCells, stride);
-                blendRun(row, done, first, sum, premultiplied);
+                if (const uint alpha = alphaOf(sum)) {
+                    const QRgb source = scaled(premultiplied, alpha);
+                    for (int i = std::max(done, firstPixel); i < std::min(first, endPixel); ++i) {
+                        pixels[i] = blended(source, pixels[i]);
+                    }
+                    inked = true;
+                }
                 for (int i = first; i < end; ++i) {
                     sum += cells[i];
                     cells[i] = 0.0f;
-                    if (sum != 0.0f) {
-                        blendRun(row, i, i + 1, sum, premultiplied);
+                    const uint alpha = alphaOf(sum);
+                    if (alpha != 0 && i >= firstPixel && i < endPixel) {
+                        pixels[i] = blended(scaled(premultiplied, alpha), pixels[i]);
+                        inked = true;
                     }
                 }
                 done = end;
             }
         }
+        if (inked) {
+            inkTop = std::min(inkTop, row);
+            inkBottom = std::max(inkBottom, row);
+        }
     }
     sweepTop = height;
     sweepBottom = -1;
-}
-
-void LineRaster::blendRun(int row, int first, int end, float sum, QRgb color)
-{
-    // Cells first to end, all at the coverage that `sum` gives.
-    const float coverage = std::min(std::abs(sum), 1.0f);
-    const uint alpha = uint(coverage * 255.0f + 0.5f);
-    first = std::max(first - leftPad, 0);
-    end = std::min(end - leftPad, width);
-    if (alpha == 0 || first >= end) {
-        return;
-    }
-    const QRgb source = alpha >= 255
-                            ? color
-                            : qRgba(multiply(qRed(color), alpha), multiply(qGreen(color), alpha),
-                                    multiply(qBlue(color), alpha), multiply(qAlpha(color), alpha));
-    const uint rest = 255u - qAlpha(source);
-    QRgb* pixels = reinterpret_cast<QRgb*>(bits + size_t(row) * bytesPerLine);
-    for (int x = first; x < end; ++x) {
-        const QRgb below = pixels[x];
-        pixels[x] = qRgba(qRed(source) + multiply(qRed(below), rest),
-                          qGreen(source) + multiply(qGreen(below), rest),
-                          qBlue(source) + multiply(qBlue(below), rest),
-                          qAlpha(source) + multiply(qAlpha(below), rest));
-    }
-    inkTop = std::min(inkTop, row);
-    inkBottom = std::max(inkBottom, row);
 }

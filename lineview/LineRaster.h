@@ -46,7 +46,6 @@ private:
     void addSide(const QPointF* points, int count, int direction, double half);
     void addEdge(QPointF from, QPointF to);
     void touch(int row, int first, int last);
-    void blendRun(int row, int first, int end, float sum, QRgb color);
 
     QImage image;
     uchar* bits;
