@@ -138,8 +138,8 @@ void LineRaster::addEdge(QPointF from, QPointF to)
     if (from.y() == to.y()) {
         return;
     }
-    const double sign = from.y() < to.y() ? 1.0 : -1.0;
-    if (from.y() > to.y()) {
+    const bool downwards = from.y() < to.y();
+    if (!downwards) {
         std::swap(from, to);
     }
     const double left = -leftPad;
@@ -157,46 +157,49 @@ void LineRaster::addEdge(QPointF from, QPointF to)
     }
     const int firstRow = int(top);
     const int endRow = int(bottom) + (bottom > int(bottom) ? 1 : 0);
-    double x = from.x() + (firstRow > from.y() ? (firstRow - from.y()) * slope : 0.0);
+    // Single precision from here on: a few thousand pixels wide, it keeps
+    // far finer steps than the 256 levels of the result.
+    const float fromY = float(from.y());
+    const float toY = float(to.y());
+    const float step = float(slope);
+    const float sign = downwards ? 1.0f : -1.0f;
+    float x = float(from.x() + (firstRow > from.y() ? (firstRow - from.y()) * slope : 0.0));
     sweepTop = std::min(sweepTop, firstRow);
     sweepBottom = std::max(sweepBottom, endRow - 1);
-    for (int row = firstRow; row < endRow; ++row) {
-        const double dy = std::min(double(row + 1), to.y()) - std::max(double(row), from.y());
-        const double xNext = x + slope * dy;
-        const double d = dy * sign;
-        const double x0 = std::min(x, xNext);
-        const double x1 = std::max(x, xNext);
+    float* line = area.data() + size_t(firstRow) * size_t(stride);
+    for (int row = firstRow; row < endRow; ++row, line += stride) {
+        const float dy = std::min(float(row + 1), toY) - std::max(float(row), fromY);
+        const float xNext = x + step * dy;
+        const float d = dy * sign;
+        const float x0 = std::min(x, xNext);
+        const float x1 = std::max(x, xNext);
         const int x0i = int(x0);
-        const double x0Floor = x0i;
-        const int x1i = int(x1) + (x1 > int(x1) ? 1 : 0);
-        const double x1Ceil = x1i;
-        float* line = area.data() + size_t(row) * size_t(stride);
+        const int x1i = int(x1) + (x1 > float(int(x1)) ? 1 : 0);
         if (x1i <= x0i + 1) {
-            const double middle = 0.5 * (x + xNext) - x0Floor;
-            line[x0i] += float(d - d * middle);
-            line[x0i + 1] += float(d * middle);
-            touch(row, x0i, x0i + 1);
+            const float middle = 0.5f * (x + xNext) - float(x0i);
+            line[x0i] += d - d * middle;
+            line[x0i + 1] += d * middle;
         } else {
-            const double s = 1.0 / (x1 - x0);
-            const double x0f = x0 - x0Floor;
-            const double a0 = 0.5 * s * (1.0 - x0f) * (1.0 - x0f);
-            const double x1f = x1 - x1Ceil + 1.0;
-            const double am = 0.5 * s * x1f * x1f;
-            line[x0i] += float(d * a0);
+            const float s = 1.0f / (x1 - x0);
+            const float x0f = x0 - float(x0i);
+            const float a0 = 0.5f * s * (1.0f - x0f) * (1.0f - x0f);
+            const float x1f = x1 - float(x1i) + 1.0f;
+            const float am = 0.5f * s * x1f * x1f;
+            line[x0i] += d * a0;
             if (x1i == x0i + 2) {
-                line[x0i + 1] += float(d * (1.0 - a0 - am));
+                line[x0i + 1] += d * (1.0f - a0 - am);
             } else {
-                const double a1 = s * (1.5 - x0f);
-                line[x0i + 1] += float(d * (a1 - a0));
+                const float a1 = s * (1.5f - x0f);
+                line[x0i + 1] += d * (a1 - a0);
                 for (int xi = x0i + 2; xi < x1i - 1; ++xi) {
-                    line[xi] += float(d * s);
+                    line[xi] += d * s;
                 }
-                const double a2 = a1 + (x1i - x0i - 3) * s;
-                line[x1i - 1] += float(d * (1.0 - a2 - am));
+                const float a2 = a1 + float(x1i - x0i - 3) * s;
+                line[x1i - 1] += d * (1.0f - a2 - am);
             }
-            line[x1i] += float(d * am);
-            touch(row, x0i, x1i);
+            line[x1i] += d * am;
         }
+        touch(row, x0i, std::max(x1i, x0i + 1));
         x = xNext;
     }
 }
