@@ -11,7 +11,7 @@ namespace {
 constexpr int leftPad = 4;
 // Cells per bit of the touched mask: a row's sweep skips the blocks that no
 // edge reached, where the coverage is that of the block before.
-constexpr int blockCells = 4;
+constexpr uint blockCells = 4;
 
 // The four channels of a premultiplied pixel times alpha / 255, two at a time.
 inline QRgb scaled(QRgb pixel, uint alpha)
@@ -54,7 +54,7 @@ void LineRaster::begin(QSize deviceSize, qreal ratio)
         height = deviceSize.height();
         stride = width + 2 * leftPad + 2;
         area.assign(size_t(stride) * size_t(height), 0.0f);
-        words = (stride + blockCells * 64 - 1) / (blockCells * 64);
+        words = int((uint(stride) + blockCells * 64u - 1u) / (blockCells * 64u));
         touched.assign(size_t(height) * size_t(words), 0);
     }
     image.setDevicePixelRatio(ratio);
@@ -123,9 +123,12 @@ void LineRaster::addSide(const QPointF* points, int count, int direction, double
 
 inline void LineRaster::touch(int row, int first, int last)
 {
+    // Cells are never left of 0, so shifts divide.
     quint64* mask = touched.data() + size_t(row) * size_t(words);
-    for (int block = first / blockCells; block <= last / blockCells; ++block) {
-        mask[block / 64] |= quint64(1) << (block % 64);
+    const uint firstBlock = uint(first) / blockCells;
+    const uint lastBlock = uint(last) / blockCells;
+    for (uint block = firstBlock; block <= lastBlock; ++block) {
+        mask[block >> 6] |= quint64(1) << (block & 63u);
     }
 }
 
@@ -224,8 +227,8 @@ void LineRaster::fill(const QColor& color)
             while (mask[word] != 0) {
                 const int block = word * 64 + int(qCountTrailingZeroBits(mask[word]));
                 mask[word] &= mask[word] - 1;
-                const int first = block * blockCells;
-                const int end = std::min(first + blockCells, stride);
+                const int first = block * int(blockCells);
+                const int end = std::min(first + int(blockCells), stride);
                 if (const uint alpha = alphaOf(sum)) {
                     const QRgb source = scaled(premultiplied, alpha);
                     for (int i = std::max(done, firstPixel); i < std::min(first, endPixel); ++i) {
