@@ -67,11 +67,11 @@ void LineRaster::begin(QSize deviceSize, qreal ratio)
     inkBottom = -1;
 }
 
-void LineRaster::addPolyline(const QPointF* points, int count, double width)
+void LineRaster::addPolyline(const QPointF* points, int count, double penWidth)
 {
     // One closed outline: the right side forward, the square cap at the end,
     // the other side backward, the square cap at the start.
-    const double half = width / 2.0;
+    const double half = penWidth / 2.0;
     outline.resize(0);
     addSide(points, count, 1, half);
     if (outline.isEmpty()) {

@@ -32,7 +32,7 @@ public:
     void begin(QSize deviceSize, qreal ratio);
     // Adds the outline of one polyline, in device pixels, stroked with a pen
     // of the given width. Fewer than two distinct points add nothing.
-    void addPolyline(const QPointF* points, int count, double width);
+    void addPolyline(const QPointF* points, int count, double penWidth);
     // Blends what the polylines since the last fill cover, in `color`, over
     // the layer.
     void fill(const QColor& color);
