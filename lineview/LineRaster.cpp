@@ -56,11 +56,17 @@ void LineRaster::begin(QSize deviceSize, qreal ratio)
         area.assign(size_t(stride) * size_t(height), 0.0f);
         words = int((uint(stride) + blockCells * 64u - 1u) / (blockCells * 64u));
         touched.assign(size_t(height) * size_t(words), 0);
+        image.fill(0);
+        inkTop = height;
+        inkBottom = -1;
     }
     image.setDevicePixelRatio(ratio);
-    image.fill(0);
     bits = image.bits();
     bytesPerLine = size_t(image.bytesPerLine());
+    // Only the rows that the last series left ink in need clearing.
+    for (int row = inkTop; row <= inkBottom; ++row) {
+        std::fill_n(reinterpret_cast<QRgb*>(bits + size_t(row) * bytesPerLine), width, QRgb(0));
+    }
     sweepTop = height;
     sweepBottom = -1;
     inkTop = height;
