@@ -84,13 +84,21 @@ void TestLineTrace::paintLooksLikeOnePath()
     group.setMaximum(10.0f);
     LineValues* line = group.addLine(QString(), QColor(255, 200, 0));
     line->setActive(true);
+    // A repaint before, of other samples, must leave nothing behind.
+    for (float value : samples(Shape((shape + 1) % 4), 10.0f)) {
+        line->addValue(value);
+    }
+    QImage plot = plotImage(size, ratio);
+    QPainter painter(&plot);
+    group.paint(&painter, size);
+    painter.end();
     const QList<float> values = samples(Shape(shape), peak);
     for (float value : values) {
         line->addValue(value);
     }
 
-    QImage plot = plotImage(size, ratio);
-    QPainter painter(&plot);
+    plot = plotImage(size, ratio);
+    painter.begin(&plot);
     painter.setRenderHint(QPainter::Antialiasing, true);
     group.paint(&painter, size);
     painter.end();
