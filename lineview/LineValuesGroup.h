@@ -57,7 +57,8 @@ private:
     int decimals;
     float scaleMaximum;
     bool automatic;
-    // Scratch space of paint(), kept between repaints; holds no state.
+    // Scratch space of paint(), kept between repaints so that its buffers are
+    // reused; what it holds is only what the last repaint drew.
     LineTrace* trace;
     LineRaster* raster;
 };
