@@ -8,35 +8,35 @@
 #include <QPalette>
 
 LineGraph::LineGraph(QWidget* parent, Qt::WindowFlags flags)
-    : QWidget(parent, flags), m_maximumLabel(new ProfilerSimpleLabel()),
-      m_minimumLabel(new ProfilerSimpleLabel()), m_labelLayout(new QVBoxLayout()),
-      m_mainLayout(new QHBoxLayout())
+    : QWidget(parent, flags), upperLabel(new ProfilerSimpleLabel()),
+      lowerLabel(new ProfilerSimpleLabel()), labelLayout(new QVBoxLayout()),
+      mainLayout(new QHBoxLayout())
 {
-    m_maximumLabel->setColor(Qt::white);
-    m_minimumLabel->setColor(Qt::white);
+    upperLabel->setColor(Qt::white);
+    lowerLabel->setColor(Qt::white);
 
-    m_labelLayout->addWidget(m_maximumLabel);
-    m_labelLayout->addStretch(0);
-    m_labelLayout->addWidget(m_minimumLabel);
-    m_labelLayout->setContentsMargins(3, 1, 3, 1);
+    labelLayout->addWidget(upperLabel);
+    labelLayout->addStretch(0);
+    labelLayout->addWidget(lowerLabel);
+    labelLayout->setContentsMargins(3, 1, 3, 1);
 
     // The labels stand in a column at the left edge; the rest stays free.
-    m_mainLayout->addLayout(m_labelLayout);
-    m_mainLayout->addStretch(0);
-    m_mainLayout->setContentsMargins(0, 0, 0, 0);
+    mainLayout->addLayout(labelLayout);
+    mainLayout->addStretch(0);
+    mainLayout->setContentsMargins(0, 0, 0, 0);
 
     QPalette background;
     background.setBrush(QPalette::Window, QBrush(QColor(49, 56, 64, 255)));
     setPalette(background);
     setAutoFillBackground(true);
 
-    setLayout(m_mainLayout);
+    setLayout(mainLayout);
 }
 
 LineGraph::~LineGraph()
 {
-    qDeleteAll(m_groups);
-    m_groups.clear();
+    qDeleteAll(groupList);
+    groupList.clear();
 }
 
 LineValuesGroup* LineGraph::addGroup(QString name, QString suffix, int precision)
@@ -46,7 +46,7 @@ LineValuesGroup* LineGraph::addGroup(QString name, QString suffix, int precision
     group->setSuffix(suffix);
     group->setPrecision(precision);
     connect(group, SIGNAL(dataChanged()), this, SLOT(slotGroupDataChanged()));
-    m_groups.append(group);
+    groupList.append(group);
     return group;
 }
 
@@ -63,7 +63,7 @@ void LineGraph::paintEvent(QPaintEvent* /*event*/)
     // The texts follow the scales at the moment of drawing, not every sample.
     updateLabels();
     painter.setRenderHint(QPainter::Antialiasing, true);
-    for (LineValuesGroup* group : std::as_const(m_groups)) {
+    for (LineValuesGroup* group : std::as_const(groupList)) {
         group->paint(&painter, size());
     }
 }
@@ -72,8 +72,8 @@ void LineGraph::updateLabels()
 {
     QString upperText;
     QString lowerText;
-    for (int i = 0; i < m_groups.size(); ++i) {
-        const LineValuesGroup* group = m_groups.at(i);
+    for (int i = 0; i < groupList.size(); ++i) {
+        const LineValuesGroup* group = groupList.at(i);
         const QString upper =
             QString("%1").arg(double(group->maximum()), 0, 'f', group->precision(), QChar(' '));
         // The bottom edge is always zero; no series can move it.
@@ -85,6 +85,6 @@ void LineGraph::updateLabels()
         upperText += upper + group->suffix();
         lowerText += lower + group->suffix();
     }
-    m_maximumLabel->setText(upperText);
-    m_minimumLabel->setText(lowerText);
+    upperLabel->setText(upperText);
+    lowerLabel->setText(lowerText);
 }

@@ -24,9 +24,9 @@ public:
     LineValuesGroup* addGroup(QString name, QString suffix, int precision);
     void updateLabels();
 
-    const QList<LineValuesGroup*>& groups() const { return m_groups; }
-    ProfilerSimpleLabel* maximumLabel() const { return m_maximumLabel; }
-    ProfilerSimpleLabel* minimumLabel() const { return m_minimumLabel; }
+    const QList<LineValuesGroup*>& groups() const { return groupList; }
+    ProfilerSimpleLabel* maximumLabel() const { return upperLabel; }
+    ProfilerSimpleLabel* minimumLabel() const { return lowerLabel; }
 
 public Q_SLOTS:
     void slotGroupDataChanged();
@@ -35,11 +35,11 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QList<LineValuesGroup*> m_groups;
-    ProfilerSimpleLabel* m_maximumLabel;
-    ProfilerSimpleLabel* m_minimumLabel;
-    QVBoxLayout* m_labelLayout;
-    QHBoxLayout* m_mainLayout;
+    QList<LineValuesGroup*> groupList;
+    ProfilerSimpleLabel* upperLabel;
+    ProfilerSimpleLabel* lowerLabel;
+    QVBoxLayout* labelLayout;
+    QHBoxLayout* mainLayout;
 };
 
 #endif // LINEGRAPH_H

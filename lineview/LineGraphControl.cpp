@@ -45,118 +45,116 @@ LineGraphControl::LineGraphControl(LineGraph* lineGraph, CPUHistory* cpuHistory,
                                    ChannelHistory* channelHistory, CodecHistory* codecHistory,
                                    StatsHistory* statsHistory, QWidget* parent,
                                    Qt::WindowFlags flags)
-    : QWidget(parent, flags), m_lineGraph(lineGraph), m_cpuHistory(cpuHistory),
-      m_channelHistory(channelHistory), m_codecHistory(codecHistory), m_statsHistory(statsHistory)
+    : QWidget(parent, flags), lineGraph(lineGraph), cpuHistory(cpuHistory),
+      channelHistory(channelHistory), codecHistory(codecHistory), statsHistory(statsHistory)
 {
     createCPUTab();
     createChannelTab();
     createCodecTab();
     createMemoryTab();
-    m_tabWidget = new QTabWidget();
-    m_mainLayout = new QVBoxLayout();
+    tabs = new QTabWidget();
+    mainLayout = new QVBoxLayout();
 
     // Connected before the spin boxes get their start values, so that those
     // reach the groups through the same slot as the user's changes.
-    connect(m_cpuHistory, SIGNAL(historyUpdated(int)), this, SLOT(slotProcessCPUHistory(int)));
-    connect(m_channelHistory, SIGNAL(historyUpdated(int)), this,
+    connect(cpuHistory, SIGNAL(historyUpdated(int)), this, SLOT(slotProcessCPUHistory(int)));
+    connect(channelHistory, SIGNAL(historyUpdated(int)), this,
             SLOT(slotProcessChannelHistory(int)));
-    connect(m_codecHistory, SIGNAL(historyUpdated(int)), this, SLOT(slotProcessCodecHistory(int)));
-    connect(m_statsHistory, SIGNAL(historyUpdated(int)), this, SLOT(slotProcessStatsHistory(int)));
+    connect(codecHistory, SIGNAL(historyUpdated(int)), this, SLOT(slotProcessCodecHistory(int)));
+    connect(statsHistory, SIGNAL(historyUpdated(int)), this, SLOT(slotProcessStatsHistory(int)));
     for (QSpinBox* spinBox :
-         {m_cpuMaxSpinBox, m_channelMaxSpinBox, m_codecMaxSpinBox, m_memoryMaxSpinBox}) {
+         {cpuMaxSpinBox, channelMaxSpinBox, codecMaxSpinBox, memoryMaxSpinBox}) {
         connect(spinBox, SIGNAL(valueChanged(int)), this, SLOT(slotMaxSpinBoxChanged(int)));
     }
 
-    setUpTab(m_cpuGroup,
-             {m_cpuDSPItem, m_cpuStreamItem, m_cpuGeometryItem, m_cpuUpdateItem, m_cpuTotalItem},
-             m_cpuMaxLabel, m_cpuMaxSpinBox, m_cpuMaxLayout, m_cpuLayout, m_cpuTab);
-    setUpTab(m_channelGroup,
-             {m_channelHardwareItem, m_channelSoftwareItem, m_channelRealItem, m_channelVirtualItem,
-              m_channelPlayingItem},
-             m_channelMaxLabel, m_channelMaxSpinBox, m_channelMaxLayout, m_channelLayout,
-             m_channelTab);
+    setUpTab(cpuGroup, {cpuDSPItem, cpuStreamItem, cpuGeometryItem, cpuUpdateItem, cpuTotalItem},
+             cpuMaxLabel, cpuMaxSpinBox, cpuMaxLayout, cpuLayout, cpuTab);
+    setUpTab(channelGroup,
+             {channelHardwareItem, channelSoftwareItem, channelRealItem, channelVirtualItem,
+              channelPlayingItem},
+             channelMaxLabel, channelMaxSpinBox, channelMaxLayout, channelLayout, channelTab);
     // The codec rows stand in another order than the one of their creation.
-    setUpTab(m_codecGroup,
-             {m_codecVorbisItem, m_codecZADPCMItem, m_codecADPCMItem, m_codecMPEGItem,
-              m_codecXMAItem, m_codecAT9Item, m_codecPCMItem},
-             m_codecMaxLabel, m_codecMaxSpinBox, m_codecMaxLayout, m_codecLayout, m_codecTab);
-    setUpTab(m_memoryGroup, {m_memoryCurrentItem}, m_memoryMaxLabel, m_memoryMaxSpinBox,
-             m_memoryMaxLayout, m_memoryLayout, m_memoryTab);
+    setUpTab(codecGroup,
+             {codecVorbisItem, codecZADPCMItem, codecADPCMItem, codecMPEGItem, codecXMAItem,
+              codecAT9Item, codecPCMItem},
+             codecMaxLabel, codecMaxSpinBox, codecMaxLayout, codecLayout, codecTab);
+    setUpTab(memoryGroup, {memoryCurrentItem}, memoryMaxLabel, memoryMaxSpinBox, memoryMaxLayout,
+             memoryLayout, memoryTab);
 
-    m_tabWidget->addTab(m_cpuTab, QString("CPU"));
-    m_tabWidget->addTab(m_channelTab, QString("Channel"));
-    m_tabWidget->addTab(m_codecTab, QString("Codec"));
-    m_tabWidget->addTab(m_memoryTab, QString("Memory"));
-    m_mainLayout->addWidget(m_tabWidget);
-    m_mainLayout->setContentsMargins(0, 0, 0, 0);
+    tabs->addTab(cpuTab, QString("CPU"));
+    tabs->addTab(channelTab, QString("Channel"));
+    tabs->addTab(codecTab, QString("Codec"));
+    tabs->addTab(memoryTab, QString("Memory"));
+    mainLayout->addWidget(tabs);
+    mainLayout->setContentsMargins(0, 0, 0, 0);
 
-    m_spinBoxGroups.insert(m_cpuMaxSpinBox, m_cpuGroup);
-    m_spinBoxGroups.insert(m_channelMaxSpinBox, m_channelGroup);
-    m_spinBoxGroups.insert(m_codecMaxSpinBox, m_codecGroup);
-    m_spinBoxGroups.insert(m_memoryMaxSpinBox, m_memoryGroup);
+    spinBoxGroups.insert(cpuMaxSpinBox, cpuGroup);
+    spinBoxGroups.insert(channelMaxSpinBox, channelGroup);
+    spinBoxGroups.insert(codecMaxSpinBox, codecGroup);
+    spinBoxGroups.insert(memoryMaxSpinBox, memoryGroup);
 
-    setLayout(m_mainLayout);
+    setLayout(mainLayout);
 }
 
 LineGraphControl::~LineGraphControl() = default;
 
 void LineGraphControl::createCPUTab()
 {
-    m_cpuGroup = m_lineGraph->addGroup(QString("CPU"), QString("%"), 2);
-    m_cpuDSPItem = addLegendItem(m_cpuGroup, QString("DSP"), QColor("red"));
-    m_cpuStreamItem = addLegendItem(m_cpuGroup, QString("Stream"), QColor("green"));
-    m_cpuGeometryItem = addLegendItem(m_cpuGroup, QString("Geometry"), QColor("yellow"));
-    m_cpuUpdateItem = addLegendItem(m_cpuGroup, QString("Update"), QColor("blue"));
-    m_cpuTotalItem = addLegendItem(m_cpuGroup, QString("Total"), QColor("orange"));
-    m_cpuMaxLabel = new QLabel();
-    m_cpuMaxSpinBox = new QSpinBox();
-    m_cpuMaxLayout = new QHBoxLayout();
-    m_cpuLayout = new QVBoxLayout();
-    m_cpuTab = new QWidget();
+    cpuGroup = lineGraph->addGroup(QString("CPU"), QString("%"), 2);
+    cpuDSPItem = addLegendItem(cpuGroup, QString("DSP"), QColor("red"));
+    cpuStreamItem = addLegendItem(cpuGroup, QString("Stream"), QColor("green"));
+    cpuGeometryItem = addLegendItem(cpuGroup, QString("Geometry"), QColor("yellow"));
+    cpuUpdateItem = addLegendItem(cpuGroup, QString("Update"), QColor("blue"));
+    cpuTotalItem = addLegendItem(cpuGroup, QString("Total"), QColor("orange"));
+    cpuMaxLabel = new QLabel();
+    cpuMaxSpinBox = new QSpinBox();
+    cpuMaxLayout = new QHBoxLayout();
+    cpuLayout = new QVBoxLayout();
+    cpuTab = new QWidget();
 }
 
 void LineGraphControl::createChannelTab()
 {
-    m_channelGroup = m_lineGraph->addGroup(QString("Channel"), QString(" channel(s)"), 0);
-    m_channelHardwareItem =
-        addLegendItem(m_channelGroup, QString("Hardware"), QColor("cornflowerblue"));
-    m_channelSoftwareItem = addLegendItem(m_channelGroup, QString("Software"), QColor("plum"));
-    m_channelRealItem = addLegendItem(m_channelGroup, QString("Real"), QColor("indianred"));
-    m_channelVirtualItem = addLegendItem(m_channelGroup, QString("Virtual"), QColor("khaki"));
-    m_channelPlayingItem = addLegendItem(m_channelGroup, QString("Playing"), QColor("linen"));
-    m_channelMaxLabel = new QLabel();
-    m_channelMaxSpinBox = new QSpinBox();
-    m_channelMaxLayout = new QHBoxLayout();
-    m_channelLayout = new QVBoxLayout();
-    m_channelTab = new QWidget();
+    channelGroup = lineGraph->addGroup(QString("Channel"), QString(" channel(s)"), 0);
+    channelHardwareItem =
+        addLegendItem(channelGroup, QString("Hardware"), QColor("cornflowerblue"));
+    channelSoftwareItem = addLegendItem(channelGroup, QString("Software"), QColor("plum"));
+    channelRealItem = addLegendItem(channelGroup, QString("Real"), QColor("indianred"));
+    channelVirtualItem = addLegendItem(channelGroup, QString("Virtual"), QColor("khaki"));
+    channelPlayingItem = addLegendItem(channelGroup, QString("Playing"), QColor("linen"));
+    channelMaxLabel = new QLabel();
+    channelMaxSpinBox = new QSpinBox();
+    channelMaxLayout = new QHBoxLayout();
+    channelLayout = new QVBoxLayout();
+    channelTab = new QWidget();
 }
 
 void LineGraphControl::createCodecTab()
 {
-    m_codecGroup = m_lineGraph->addGroup(QString("Codec"), QString(" codec(s)"), 0);
-    m_codecMPEGItem = addLegendItem(m_codecGroup, QString("MPEG"), QColor("yellowgreen"));
-    m_codecADPCMItem = addLegendItem(m_codecGroup, QString("ADPCM"), QColor("peru"));
-    m_codecXMAItem = addLegendItem(m_codecGroup, QString("XMA"), QColor("seashell"));
-    m_codecPCMItem = addLegendItem(m_codecGroup, QString("PCM"), QColor("tomato"));
-    m_codecZADPCMItem = addLegendItem(m_codecGroup, QString("ZADPCM"), QColor("lightslategray"));
-    m_codecVorbisItem = addLegendItem(m_codecGroup, QString("Vorbis"), QColor("seagreen"));
-    m_codecAT9Item = addLegendItem(m_codecGroup, QString("AT9"), QColor("mediumorchid"));
-    m_codecMaxLabel = new QLabel();
-    m_codecMaxSpinBox = new QSpinBox();
-    m_codecMaxLayout = new QHBoxLayout();
-    m_codecLayout = new QVBoxLayout();
-    m_codecTab = new QWidget();
+    codecGroup = lineGraph->addGroup(QString("Codec"), QString(" codec(s)"), 0);
+    codecMPEGItem = addLegendItem(codecGroup, QString("MPEG"), QColor("yellowgreen"));
+    codecADPCMItem = addLegendItem(codecGroup, QString("ADPCM"), QColor("peru"));
+    codecXMAItem = addLegendItem(codecGroup, QString("XMA"), QColor("seashell"));
+    codecPCMItem = addLegendItem(codecGroup, QString("PCM"), QColor("tomato"));
+    codecZADPCMItem = addLegendItem(codecGroup, QString("ZADPCM"), QColor("lightslategray"));
+    codecVorbisItem = addLegendItem(codecGroup, QString("Vorbis"), QColor("seagreen"));
+    codecAT9Item = addLegendItem(codecGroup, QString("AT9"), QColor("mediumorchid"));
+    codecMaxLabel = new QLabel();
+    codecMaxSpinBox = new QSpinBox();
+    codecMaxLayout = new QHBoxLayout();
+    codecLayout = new QVBoxLayout();
+    codecTab = new QWidget();
 }
 
 void LineGraphControl::createMemoryTab()
 {
-    m_memoryGroup = m_lineGraph->addGroup(QString("Memory"), QString(" MB"), 3);
-    m_memoryCurrentItem = addLegendItem(m_memoryGroup, QString("Current"), QColor("skyblue"));
-    m_memoryMaxLabel = new QLabel();
-    m_memoryMaxSpinBox = new QSpinBox();
-    m_memoryMaxLayout = new QHBoxLayout();
-    m_memoryLayout = new QVBoxLayout();
-    m_memoryTab = new QWidget();
+    memoryGroup = lineGraph->addGroup(QString("Memory"), QString(" MB"), 3);
+    memoryCurrentItem = addLegendItem(memoryGroup, QString("Current"), QColor("skyblue"));
+    memoryMaxLabel = new QLabel();
+    memoryMaxSpinBox = new QSpinBox();
+    memoryMaxLayout = new QHBoxLayout();
+    memoryLayout = new QVBoxLayout();
+    memoryTab = new QWidget();
 }
 
 void LineGraphControl::setUpTab(LineValuesGroup* group, const QList<LineGraphLegendItem*>& rows,
@@ -195,19 +193,19 @@ LineGraphLegendItem* LineGraphControl::addLegendItem(LineValuesGroup* group, QSt
     item->setName(name);
     item->setSuffix(group->suffix());
     item->setPrecision(group->precision());
-    m_legendLines.insert(item, line);
+    legendLines.insert(item, line);
     connect(item, SIGNAL(checkedStatusChanged(bool)), this, SLOT(slotLegendItemClicked(bool)));
     return item;
 }
 
 LineValues* LineGraphControl::lineOf(LineGraphLegendItem* item) const
 {
-    return m_legendLines.value(item, nullptr);
+    return legendLines.value(item, nullptr);
 }
 
 void LineGraphControl::slotLegendItemClicked(bool checked)
 {
-    LineValues* line = m_legendLines.value(qobject_cast<LineGraphLegendItem*>(sender()), nullptr);
+    LineValues* line = legendLines.value(qobject_cast<LineGraphLegendItem*>(sender()), nullptr);
     if (line) {
         line->setActive(checked);
     }
@@ -215,7 +213,7 @@ void LineGraphControl::slotLegendItemClicked(bool checked)
 
 void LineGraphControl::slotMaxSpinBoxChanged(int maximum)
 {
-    LineValuesGroup* group = m_spinBoxGroups.value(qobject_cast<QSpinBox*>(sender()), nullptr);
+    LineValuesGroup* group = spinBoxGroups.value(qobject_cast<QSpinBox*>(sender()), nullptr);
     if (!group) {
         return;
     }
@@ -230,84 +228,84 @@ void LineGraphControl::slotMaxSpinBoxChanged(int maximum)
 
 void LineGraphControl::slotProcessCPUHistory(int numNewSnapshots)
 {
-    const QList<CPUSnapshot>& list = *m_cpuHistory->snapshots();
+    const QList<CPUSnapshot>& list = *cpuHistory->snapshots();
     if (list.isEmpty()) {
         return;
     }
     for (int i = firstNewIndex(list.size(), numNewSnapshots); i < list.size(); ++i) {
         const CPUSnapshot& snapshot = list.at(i);
-        addSample(m_cpuDSPItem, snapshot.dsp);
-        addSample(m_cpuStreamItem, snapshot.stream);
-        addSample(m_cpuGeometryItem, snapshot.geometry);
-        addSample(m_cpuUpdateItem, snapshot.update);
-        addSample(m_cpuTotalItem, snapshot.total);
+        addSample(cpuDSPItem, snapshot.dsp);
+        addSample(cpuStreamItem, snapshot.stream);
+        addSample(cpuGeometryItem, snapshot.geometry);
+        addSample(cpuUpdateItem, snapshot.update);
+        addSample(cpuTotalItem, snapshot.total);
     }
     const CPUSnapshot& last = list.last();
-    setCurrentAndLimit(m_cpuDSPItem, last.dsp, 100.0f);
-    setCurrentAndLimit(m_cpuStreamItem, last.stream, 100.0f);
-    setCurrentAndLimit(m_cpuGeometryItem, last.geometry, 100.0f);
-    setCurrentAndLimit(m_cpuUpdateItem, last.update, 100.0f);
-    setCurrentAndLimit(m_cpuTotalItem, last.total, 100.0f);
-    setSpinBoxMaximum(m_cpuMaxSpinBox, 100);
+    setCurrentAndLimit(cpuDSPItem, last.dsp, 100.0f);
+    setCurrentAndLimit(cpuStreamItem, last.stream, 100.0f);
+    setCurrentAndLimit(cpuGeometryItem, last.geometry, 100.0f);
+    setCurrentAndLimit(cpuUpdateItem, last.update, 100.0f);
+    setCurrentAndLimit(cpuTotalItem, last.total, 100.0f);
+    setSpinBoxMaximum(cpuMaxSpinBox, 100);
 }
 
 void LineGraphControl::slotProcessChannelHistory(int numNewSnapshots)
 {
-    const QList<ChannelSnapshot>& list = *m_channelHistory->snapshots();
+    const QList<ChannelSnapshot>& list = *channelHistory->snapshots();
     if (list.isEmpty()) {
         return;
     }
     for (int i = firstNewIndex(list.size(), numNewSnapshots); i < list.size(); ++i) {
         const ChannelSnapshot& snapshot = list.at(i);
-        addSample(m_channelHardwareItem, float(snapshot.hardwareCount));
-        addSample(m_channelSoftwareItem, float(snapshot.softwareCount));
-        addSample(m_channelRealItem, float(snapshot.realCount));
-        addSample(m_channelVirtualItem, float(snapshot.virtualCount));
-        addSample(m_channelPlayingItem, float(snapshot.playingCount));
+        addSample(channelHardwareItem, float(snapshot.hardwareCount));
+        addSample(channelSoftwareItem, float(snapshot.softwareCount));
+        addSample(channelRealItem, float(snapshot.realCount));
+        addSample(channelVirtualItem, float(snapshot.virtualCount));
+        addSample(channelPlayingItem, float(snapshot.playingCount));
     }
     const ChannelSnapshot& last = list.last();
-    setCurrentAndLimit(m_channelHardwareItem, last.hardwareCount, last.hardwareLimit);
-    setCurrentAndLimit(m_channelSoftwareItem, last.softwareCount, last.softwareLimit);
-    setCurrentAndLimit(m_channelRealItem, last.realCount, last.realLimit);
-    setCurrentAndLimit(m_channelVirtualItem, last.virtualCount, last.virtualLimit);
-    setCurrentAndLimit(m_channelPlayingItem, last.playingCount, last.playingLimit);
-    setSpinBoxMaximum(m_channelMaxSpinBox, m_channelHistory->maximum());
+    setCurrentAndLimit(channelHardwareItem, last.hardwareCount, last.hardwareLimit);
+    setCurrentAndLimit(channelSoftwareItem, last.softwareCount, last.softwareLimit);
+    setCurrentAndLimit(channelRealItem, last.realCount, last.realLimit);
+    setCurrentAndLimit(channelVirtualItem, last.virtualCount, last.virtualLimit);
+    setCurrentAndLimit(channelPlayingItem, last.playingCount, last.playingLimit);
+    setSpinBoxMaximum(channelMaxSpinBox, channelHistory->maximum());
 }
 
 void LineGraphControl::slotProcessCodecHistory(int numNewSnapshots)
 {
-    const QList<CodecSnapshot>& list = *m_codecHistory->snapshots();
+    const QList<CodecSnapshot>& list = *codecHistory->snapshots();
     if (list.isEmpty()) {
         return;
     }
     // ZADPCM, Vorbis and AT9 are not in this packet: their rows stay as they are.
     for (int i = firstNewIndex(list.size(), numNewSnapshots); i < list.size(); ++i) {
         const CodecSnapshot& snapshot = list.at(i);
-        addSample(m_codecMPEGItem, float(snapshot.mpegCount));
-        addSample(m_codecADPCMItem, float(snapshot.adpcmCount));
-        addSample(m_codecXMAItem, float(snapshot.xmaCount));
-        addSample(m_codecPCMItem, float(snapshot.pcmCount));
+        addSample(codecMPEGItem, float(snapshot.mpegCount));
+        addSample(codecADPCMItem, float(snapshot.adpcmCount));
+        addSample(codecXMAItem, float(snapshot.xmaCount));
+        addSample(codecPCMItem, float(snapshot.pcmCount));
     }
     const CodecSnapshot& last = list.last();
-    setCurrentAndLimit(m_codecMPEGItem, last.mpegCount, last.mpegLimit);
-    setCurrentAndLimit(m_codecADPCMItem, last.adpcmCount, last.adpcmLimit);
-    setCurrentAndLimit(m_codecXMAItem, last.xmaCount, last.xmaLimit);
-    setCurrentAndLimit(m_codecPCMItem, last.pcmCount, last.pcmLimit);
-    setSpinBoxMaximum(m_codecMaxSpinBox, m_codecHistory->maximum());
+    setCurrentAndLimit(codecMPEGItem, last.mpegCount, last.mpegLimit);
+    setCurrentAndLimit(codecADPCMItem, last.adpcmCount, last.adpcmLimit);
+    setCurrentAndLimit(codecXMAItem, last.xmaCount, last.xmaLimit);
+    setCurrentAndLimit(codecPCMItem, last.pcmCount, last.pcmLimit);
+    setSpinBoxMaximum(codecMaxSpinBox, codecHistory->maximum());
 }
 
 void LineGraphControl::slotProcessStatsHistory(int numNewSnapshots)
 {
-    const QList<StatsSnapshot>& list = *m_statsHistory->snapshots();
+    const QList<StatsSnapshot>& list = *statsHistory->snapshots();
     if (list.isEmpty()) {
         return;
     }
     // The rows in the order of the store's series, index for index.
     LineGraphLegendItem* const order[StatsHistory::numSeries] = {
-        m_cpuDSPItem,     m_cpuStreamItem,   m_cpuUpdateItem,      m_cpuGeometryItem,
-        m_cpuTotalItem,   m_channelRealItem, m_channelVirtualItem, m_channelPlayingItem,
-        m_codecADPCMItem, m_codecZADPCMItem, m_codecMPEGItem,      m_codecVorbisItem,
-        m_codecXMAItem,   m_codecAT9Item,    m_codecPCMItem,       m_memoryCurrentItem};
+        cpuDSPItem,     cpuStreamItem,   cpuUpdateItem,      cpuGeometryItem,
+        cpuTotalItem,   channelRealItem, channelVirtualItem, channelPlayingItem,
+        codecADPCMItem, codecZADPCMItem, codecMPEGItem,      codecVorbisItem,
+        codecXMAItem,   codecAT9Item,    codecPCMItem,       memoryCurrentItem};
     for (int i = firstNewIndex(list.size(), numNewSnapshots); i < list.size(); ++i) {
         for (int series = 0; series < StatsHistory::numSeries; ++series) {
             addSample(order[series], StatsHistory::seriesValue(list.at(i), series));
@@ -315,7 +313,7 @@ void LineGraphControl::slotProcessStatsHistory(int numNewSnapshots)
     }
     for (int series = 0; series < StatsHistory::numSeries; ++series) {
         LineGraphLegendItem* item = order[series];
-        const SeriesStats& stats = m_statsHistory->seriesStats[series];
+        const SeriesStats& stats = statsHistory->seriesStats[series];
         // A limit of 0 means the target has no such resource: hide the row
         // and keep its last numbers for the day it comes back.
         if (stats.limit == 0.0f) {
@@ -326,19 +324,19 @@ void LineGraphControl::slotProcessStatsHistory(int numNewSnapshots)
         item->show();
     }
     // This packet has no hardware and software channels.
-    m_channelHardwareItem->hide();
-    m_channelSoftwareItem->hide();
-    setSpinBoxMaximum(m_cpuMaxSpinBox, 100);
-    setSpinBoxMaximum(m_channelMaxSpinBox, m_statsHistory->maxChannels);
-    setSpinBoxMaximum(m_codecMaxSpinBox, m_statsHistory->maxCodecs);
+    channelHardwareItem->hide();
+    channelSoftwareItem->hide();
+    setSpinBoxMaximum(cpuMaxSpinBox, 100);
+    setSpinBoxMaximum(channelMaxSpinBox, statsHistory->maxChannels);
+    setSpinBoxMaximum(codecMaxSpinBox, statsHistory->maxCodecs);
     setSpinBoxMaximum(
-        m_memoryMaxSpinBox,
-        spinBoxMaximumFromLimit(m_statsHistory->seriesStats[StatsHistory::SeriesMemory].limit));
+        memoryMaxSpinBox,
+        spinBoxMaximumFromLimit(statsHistory->seriesStats[StatsHistory::SeriesMemory].limit));
 }
 
 void LineGraphControl::addSample(LineGraphLegendItem* item, float value)
 {
-    m_legendLines.value(item)->addValue(value);
+    legendLines.value(item)->addValue(value);
 }
 
 void LineGraphControl::setCurrentAndLimit(LineGraphLegendItem* item, float current, float limit)

@@ -37,7 +37,7 @@ public:
 
     // The series shown by a legend row, or null for a widget that is none.
     LineValues* lineOf(LineGraphLegendItem* item) const;
-    QTabWidget* tabWidget() const { return m_tabWidget; }
+    QTabWidget* tabWidget() const { return tabs; }
 
 public Q_SLOTS:
     void slotLegendItemClicked(bool checked);
@@ -58,62 +58,62 @@ private:
     static void setCurrentAndLimit(LineGraphLegendItem* item, float current, float limit);
     static void setSpinBoxMaximum(QSpinBox* spinBox, int maximum);
 
-    LineGraph* m_lineGraph;
-    CPUHistory* m_cpuHistory;
-    ChannelHistory* m_channelHistory;
-    CodecHistory* m_codecHistory;
-    StatsHistory* m_statsHistory;
-    QHash<LineGraphLegendItem*, LineValues*> m_legendLines;
-    QHash<QSpinBox*, LineValuesGroup*> m_spinBoxGroups;
+    LineGraph* lineGraph;
+    CPUHistory* cpuHistory;
+    ChannelHistory* channelHistory;
+    CodecHistory* codecHistory;
+    StatsHistory* statsHistory;
+    QHash<LineGraphLegendItem*, LineValues*> legendLines;
+    QHash<QSpinBox*, LineValuesGroup*> spinBoxGroups;
 
-    LineValuesGroup* m_cpuGroup;
-    LineGraphLegendItem* m_cpuDSPItem;
-    LineGraphLegendItem* m_cpuStreamItem;
-    LineGraphLegendItem* m_cpuGeometryItem;
-    LineGraphLegendItem* m_cpuUpdateItem;
-    LineGraphLegendItem* m_cpuTotalItem;
-    QLabel* m_cpuMaxLabel;
-    QSpinBox* m_cpuMaxSpinBox;
-    QHBoxLayout* m_cpuMaxLayout;
-    QVBoxLayout* m_cpuLayout;
-    QWidget* m_cpuTab;
+    LineValuesGroup* cpuGroup;
+    LineGraphLegendItem* cpuDSPItem;
+    LineGraphLegendItem* cpuStreamItem;
+    LineGraphLegendItem* cpuGeometryItem;
+    LineGraphLegendItem* cpuUpdateItem;
+    LineGraphLegendItem* cpuTotalItem;
+    QLabel* cpuMaxLabel;
+    QSpinBox* cpuMaxSpinBox;
+    QHBoxLayout* cpuMaxLayout;
+    QVBoxLayout* cpuLayout;
+    QWidget* cpuTab;
 
-    LineValuesGroup* m_channelGroup;
-    LineGraphLegendItem* m_channelHardwareItem;
-    LineGraphLegendItem* m_channelSoftwareItem;
-    LineGraphLegendItem* m_channelRealItem;
-    LineGraphLegendItem* m_channelVirtualItem;
-    LineGraphLegendItem* m_channelPlayingItem;
-    QLabel* m_channelMaxLabel;
-    QSpinBox* m_channelMaxSpinBox;
-    QHBoxLayout* m_channelMaxLayout;
-    QVBoxLayout* m_channelLayout;
-    QWidget* m_channelTab;
+    LineValuesGroup* channelGroup;
+    LineGraphLegendItem* channelHardwareItem;
+    LineGraphLegendItem* channelSoftwareItem;
+    LineGraphLegendItem* channelRealItem;
+    LineGraphLegendItem* channelVirtualItem;
+    LineGraphLegendItem* channelPlayingItem;
+    QLabel* channelMaxLabel;
+    QSpinBox* channelMaxSpinBox;
+    QHBoxLayout* channelMaxLayout;
+    QVBoxLayout* channelLayout;
+    QWidget* channelTab;
 
-    LineValuesGroup* m_codecGroup;
-    LineGraphLegendItem* m_codecMPEGItem;
-    LineGraphLegendItem* m_codecADPCMItem;
-    LineGraphLegendItem* m_codecXMAItem;
-    LineGraphLegendItem* m_codecPCMItem;
-    LineGraphLegendItem* m_codecZADPCMItem;
-    LineGraphLegendItem* m_codecVorbisItem;
-    LineGraphLegendItem* m_codecAT9Item;
-    QLabel* m_codecMaxLabel;
-    QSpinBox* m_codecMaxSpinBox;
-    QHBoxLayout* m_codecMaxLayout;
-    QVBoxLayout* m_codecLayout;
-    QWidget* m_codecTab;
+    LineValuesGroup* codecGroup;
+    LineGraphLegendItem* codecMPEGItem;
+    LineGraphLegendItem* codecADPCMItem;
+    LineGraphLegendItem* codecXMAItem;
+    LineGraphLegendItem* codecPCMItem;
+    LineGraphLegendItem* codecZADPCMItem;
+    LineGraphLegendItem* codecVorbisItem;
+    LineGraphLegendItem* codecAT9Item;
+    QLabel* codecMaxLabel;
+    QSpinBox* codecMaxSpinBox;
+    QHBoxLayout* codecMaxLayout;
+    QVBoxLayout* codecLayout;
+    QWidget* codecTab;
 
-    LineValuesGroup* m_memoryGroup;
-    LineGraphLegendItem* m_memoryCurrentItem;
-    QLabel* m_memoryMaxLabel;
-    QSpinBox* m_memoryMaxSpinBox;
-    QHBoxLayout* m_memoryMaxLayout;
-    QVBoxLayout* m_memoryLayout;
-    QWidget* m_memoryTab;
+    LineValuesGroup* memoryGroup;
+    LineGraphLegendItem* memoryCurrentItem;
+    QLabel* memoryMaxLabel;
+    QSpinBox* memoryMaxSpinBox;
+    QHBoxLayout* memoryMaxLayout;
+    QVBoxLayout* memoryLayout;
+    QWidget* memoryTab;
 
-    QTabWidget* m_tabWidget;
-    QVBoxLayout* m_mainLayout;
+    QTabWidget* tabs;
+    QVBoxLayout* mainLayout;
 };
 
 #endif // LINEGRAPHCONTROL_H

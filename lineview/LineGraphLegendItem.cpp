@@ -13,19 +13,18 @@ QString formatNumber(float value, int precision)
 } // namespace
 
 LineGraphLegendItem::LineGraphLegendItem(QWidget* parent, Qt::WindowFlags flags)
-    : QWidget(parent, flags), m_checkBox(new QCheckBox()), m_valueLabel(new ProfilerSimpleLabel()),
-      m_rowLayout(new QHBoxLayout()), m_current(0.0f), m_minimum(0.0f), m_maximum(0.0f),
-      m_limit(0.0f), m_precision(0)
+    : QWidget(parent, flags), showBox(new QCheckBox()), valueLabel(new ProfilerSimpleLabel()),
+      rowLayout(new QHBoxLayout()), current(0.0f), minimum(0.0f), maximum(0.0f), limit(0.0f),
+      precision(0)
 {
-    connect(m_checkBox, SIGNAL(stateChanged(int)), this,
-            SLOT(slotActiveCheckBoxStatusChanged(int)));
+    connect(showBox, SIGNAL(stateChanged(int)), this, SLOT(slotActiveCheckBoxStatusChanged(int)));
 
-    m_rowLayout->setContentsMargins(0, 0, 0, 0);
-    m_rowLayout->setSpacing(15);
-    m_rowLayout->addWidget(m_checkBox);
-    m_rowLayout->addStretch(0);
-    m_rowLayout->addWidget(m_valueLabel);
-    setLayout(m_rowLayout);
+    rowLayout->setContentsMargins(0, 0, 0, 0);
+    rowLayout->setSpacing(15);
+    rowLayout->addWidget(showBox);
+    rowLayout->addStretch(0);
+    rowLayout->addWidget(valueLabel);
+    setLayout(rowLayout);
 }
 
 LineGraphLegendItem::~LineGraphLegendItem() = default;
@@ -34,86 +33,86 @@ void LineGraphLegendItem::setColor(const QColor& color)
 {
     // Unchecked rows show only a black border; a checked row is filled with
     // the colour of its line.
-    m_checkBox->setStyleSheet(QString("QCheckBox::indicator { border:1px solid black; } "
-                                      "QCheckBox::indicator:checked { background-color:") +
-                              color.name() + QString("; }"));
+    showBox->setStyleSheet(QString("QCheckBox::indicator { border:1px solid black; } "
+                                   "QCheckBox::indicator:checked { background-color:") +
+                           color.name() + QString("; }"));
 }
 
 void LineGraphLegendItem::setName(const QString& name)
 {
-    m_checkBox->setText(name);
+    showBox->setText(name);
 }
 
-void LineGraphLegendItem::setSuffix(const QString& suffix)
+void LineGraphLegendItem::setSuffix(const QString& value)
 {
-    if (suffix == m_suffix) {
+    if (value == suffix) {
         return;
     }
-    m_suffix = suffix;
+    suffix = value;
     updateLabel();
 }
 
-void LineGraphLegendItem::setPrecision(int precision)
+void LineGraphLegendItem::setPrecision(int value)
 {
-    if (precision == m_precision) {
+    if (value == precision) {
         return;
     }
-    m_precision = precision;
+    precision = value;
     updateLabel();
 }
 
-void LineGraphLegendItem::setCurrent(float current)
+void LineGraphLegendItem::setCurrent(float value)
 {
-    if (current == m_current) {
+    if (value == current) {
         return;
     }
-    m_current = current;
+    current = value;
     updateLabel();
 }
 
-void LineGraphLegendItem::setLimit(float limit)
+void LineGraphLegendItem::setLimit(float value)
 {
-    if (limit == m_limit) {
+    if (value == limit) {
         return;
     }
-    m_limit = limit;
+    limit = value;
     updateLabel();
 }
 
-void LineGraphLegendItem::setValues(float current, float minimum, float maximum, float limit)
+void LineGraphLegendItem::setValues(float newCurrent, float newMinimum, float newMaximum,
+                                    float newLimit)
 {
-    m_current = current;
-    m_minimum = minimum;
-    m_maximum = maximum;
-    m_limit = limit;
+    current = newCurrent;
+    minimum = newMinimum;
+    maximum = newMaximum;
+    limit = newLimit;
     updateLabel();
 }
 
 void LineGraphLegendItem::updateLabel()
 {
-    m_valueLabel->setText(QString("%1 [%2 - %3] / %4%5")
-                              .arg(formatNumber(m_current, m_precision),
-                                   formatNumber(m_minimum, m_precision),
-                                   formatNumber(m_maximum, m_precision),
-                                   formatNumber(m_limit, m_precision), m_suffix));
+    valueLabel->setText(QString("%1 [%2 - %3] / %4%5")
+                            .arg(formatNumber(current, precision), formatNumber(minimum, precision),
+                                 formatNumber(maximum, precision), formatNumber(limit, precision),
+                                 suffix));
 }
 
 QString LineGraphLegendItem::name() const
 {
-    return m_checkBox->text();
+    return showBox->text();
 }
 
 QString LineGraphLegendItem::text() const
 {
-    return m_valueLabel->text();
+    return valueLabel->text();
 }
 
 bool LineGraphLegendItem::isChecked() const
 {
-    return m_checkBox->isChecked();
+    return showBox->isChecked();
 }
 
 void LineGraphLegendItem::slotActiveCheckBoxStatusChanged(int /*state*/)
 {
-    Q_EMIT checkedStatusChanged(m_checkBox->isChecked());
+    Q_EMIT checkedStatusChanged(showBox->isChecked());
 }

@@ -31,7 +31,7 @@ public:
     QString name() const;
     QString text() const;
     bool isChecked() const;
-    QCheckBox* checkBox() const { return m_checkBox; }
+    QCheckBox* checkBox() const { return showBox; }
 
 Q_SIGNALS:
     void checkedStatusChanged(bool checked);
@@ -40,15 +40,15 @@ public Q_SLOTS:
     void slotActiveCheckBoxStatusChanged(int state);
 
 private:
-    QCheckBox* m_checkBox;
-    ProfilerSimpleLabel* m_valueLabel;
-    QHBoxLayout* m_rowLayout;
-    float m_current;
-    float m_minimum;
-    float m_maximum;
-    float m_limit;
-    QString m_suffix;
-    int m_precision;
+    QCheckBox* showBox;
+    ProfilerSimpleLabel* valueLabel;
+    QHBoxLayout* rowLayout;
+    float current;
+    float minimum;
+    float maximum;
+    float limit;
+    QString suffix;
+    int precision;
 };
 
 #endif // LINEGRAPHLEGENDITEM_H

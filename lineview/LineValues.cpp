@@ -3,9 +3,9 @@
 #include <cmath>
 
 LineValues::LineValues()
-    : m_values(sampleCount, 0.0f), m_pen(Qt::white, 2), m_active(false), m_maximum(0.0f)
+    : samples(sampleCount, 0.0f), linePen(Qt::white, 2), active(false), peak(0.0f)
 {
-    m_pen.setCosmetic(true);
+    linePen.setCosmetic(true);
 }
 
 LineValues::~LineValues() = default;
@@ -20,42 +20,42 @@ void LineValues::addValue(float value)
     }
     // QList appends at the end and drops at the front by moving its start, so
     // the buffer shifts without copying its 500 samples.
-    m_values.append(value);
-    const float dropped = m_values.takeFirst();
-    if (value > m_maximum) {
-        m_maximum = value;
-    } else if (dropped == m_maximum) {
+    samples.append(value);
+    const float dropped = samples.takeFirst();
+    if (value > peak) {
+        peak = value;
+    } else if (dropped == peak) {
         // The sample that left may have been the only peak.
         rescanMaximum();
     }
     Q_EMIT dataChanged();
 }
 
-void LineValues::setActive(bool active)
+void LineValues::setActive(bool value)
 {
-    if (active == m_active) {
+    if (value == active) {
         return;
     }
-    m_active = active;
+    active = value;
     Q_EMIT dataChanged();
 }
 
 void LineValues::setName(const QString& name)
 {
-    m_name = name;
+    seriesName = name;
 }
 
 void LineValues::setColor(const QColor& color)
 {
-    m_pen.setColor(color);
+    linePen.setColor(color);
 }
 
 void LineValues::rescanMaximum()
 {
-    m_maximum = 0.0f;
-    for (float sample : std::as_const(m_values)) {
-        if (sample > m_maximum) {
-            m_maximum = sample;
+    peak = 0.0f;
+    for (float sample : std::as_const(samples)) {
+        if (sample > peak) {
+            peak = sample;
         }
     }
 }

@@ -25,11 +25,11 @@ public:
     void setName(const QString& name);
     void setColor(const QColor& color);
 
-    const QList<float>& values() const { return m_values; }
-    QString name() const { return m_name; }
-    const QPen& pen() const { return m_pen; }
-    bool isActive() const { return m_active; }
-    float maximum() const { return m_maximum; }
+    const QList<float>& values() const { return samples; }
+    QString name() const { return seriesName; }
+    const QPen& pen() const { return linePen; }
+    bool isActive() const { return active; }
+    float maximum() const { return peak; }
 
 Q_SIGNALS:
     void dataChanged();
@@ -37,11 +37,11 @@ Q_SIGNALS:
 private:
     void rescanMaximum();
 
-    QList<float> m_values;
-    QString m_name;
-    QPen m_pen;
-    bool m_active;
-    float m_maximum;
+    QList<float> samples;
+    QString seriesName;
+    QPen linePen;
+    bool active;
+    float peak;
 };
 
 #endif // LINEVALUES_H

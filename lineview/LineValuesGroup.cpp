@@ -2,20 +2,25 @@
 
 #include "LineValues.h"
 
+#include "LineRaster.h"
 #include "LineTrace.h"
 
 #include <QPainter>
 
+#include <cmath>
+
 LineValuesGroup::LineValuesGroup()
-    : m_precision(0), m_maximum(0.0f), m_autoMaximum(true), m_trace(new LineTrace())
+    : decimals(0), scaleMaximum(0.0f), automatic(true), trace(new LineTrace()),
+      raster(new LineRaster())
 {
 }
 
 LineValuesGroup::~LineValuesGroup()
 {
-    qDeleteAll(m_lines);
-    m_lines.clear();
-    delete m_trace;
+    qDeleteAll(lineList);
+    lineList.clear();
+    delete trace;
+    delete raster;
 }
 
 LineValues* LineValuesGroup::addLine(QString name, const QColor& color)
@@ -24,42 +29,42 @@ LineValues* LineValuesGroup::addLine(QString name, const QColor& color)
     line->setName(name);
     line->setColor(color);
     connect(line, SIGNAL(dataChanged()), this, SLOT(slotLineDataChanged()));
-    m_lines.append(line);
+    lineList.append(line);
     return line;
 }
 
 void LineValuesGroup::setName(const QString& name)
 {
-    m_name = name;
+    groupName = name;
 }
 
 void LineValuesGroup::setSuffix(const QString& suffix)
 {
-    m_suffix = suffix;
+    unitSuffix = suffix;
 }
 
 void LineValuesGroup::setPrecision(int precision)
 {
-    m_precision = precision;
+    decimals = precision;
 }
 
 void LineValuesGroup::setMaximum(float maximum)
 {
     // Does not look at the mode: the caller leaves automatic mode first.
-    if (maximum == m_maximum) {
+    if (maximum == scaleMaximum) {
         return;
     }
-    m_maximum = maximum;
+    scaleMaximum = maximum;
     Q_EMIT dataChanged();
 }
 
-void LineValuesGroup::setAutoMaximum(bool automatic)
+void LineValuesGroup::setAutoMaximum(bool value)
 {
-    if (automatic == m_autoMaximum) {
+    if (value == automatic) {
         return;
     }
-    m_autoMaximum = automatic;
-    if (m_autoMaximum) {
+    automatic = value;
+    if (automatic) {
         recomputeMaximum();
     }
     Q_EMIT dataChanged();
@@ -67,7 +72,7 @@ void LineValuesGroup::setAutoMaximum(bool automatic)
 
 void LineValuesGroup::slotLineDataChanged()
 {
-    if (m_autoMaximum) {
+    if (automatic) {
         recomputeMaximum();
     }
     Q_EMIT dataChanged();
@@ -76,10 +81,10 @@ void LineValuesGroup::slotLineDataChanged()
 void LineValuesGroup::recomputeMaximum()
 {
     // Hidden series do not count, however large their samples.
-    m_maximum = 0.0f;
-    for (const LineValues* line : std::as_const(m_lines)) {
-        if (line->isActive() && line->maximum() > m_maximum) {
-            m_maximum = line->maximum();
+    scaleMaximum = 0.0f;
+    for (const LineValues* line : std::as_const(lineList)) {
+        if (line->isActive() && line->maximum() > scaleMaximum) {
+            scaleMaximum = line->maximum();
         }
     }
 }
@@ -89,19 +94,33 @@ void LineValuesGroup::paint(QPainter* painter, QSize size)
     // A zero scale means nothing to show, not even a line on the bottom edge.
     // A negative one can only come from a caller's mistake; draw nothing then
     // rather than an upside-down plot. A plot without area shows nothing.
-    if (!(m_maximum > 0.0f) || size.isEmpty()) {
+    if (!(scaleMaximum > 0.0f) || size.isEmpty()) {
         return;
     }
-    // The trace maps the samples to pixels itself, so the painter keeps its
-    // transform and strokes plain segments with the cosmetic pen.
-    painter->save();
-    for (const LineValues* line : std::as_const(m_lines)) {
+    // The series are stroked in device pixels into one layer, in their
+    // order, and the layer goes over the plot in one call. The pen is
+    // cosmetic: its width is in device pixels at any ratio.
+    const qreal ratio = painter->device()->devicePixelRatioF();
+    const QSizeF deviceSize = QSizeF(size) * ratio;
+    raster->begin(deviceSize.toSize(), ratio);
+    for (const LineValues* line : std::as_const(lineList)) {
         if (line->isActive()) {
-            m_trace->trace(line->values(), size, double(m_maximum));
-            const QList<QLineF>& segments = m_trace->segments();
-            painter->setPen(line->pen());
-            painter->drawLines(segments.constData(), int(segments.size()));
+            trace->trace(line->values(), deviceSize, double(scaleMaximum));
+            const QPointF* points = trace->points().constData();
+            for (const LineTrace::Run& run : trace->runs()) {
+                raster->addPolyline(points + run.first, run.count, line->pen().widthF());
+            }
+            raster->fill(line->pen().color());
         }
     }
-    painter->restore();
+    // Only the rows with ink, widened to whole logical rows so that the
+    // layer lands on the device pixels it was drawn for.
+    const int top = int(std::floor(raster->firstRow() / ratio));
+    const int bottom = int(std::ceil((raster->lastRow() + 1) / ratio));
+    if (bottom > top) {
+        const QImage& layer = raster->layer();
+        const QRectF target(0.0, top, layer.width() / ratio, bottom - top);
+        painter->drawImage(target, layer,
+                           QRectF(0.0, top * ratio, layer.width(), (bottom - top) * ratio));
+    }
 }

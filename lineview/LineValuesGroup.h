@@ -7,6 +7,7 @@
 #include <QSize>
 #include <QString>
 
+class LineRaster;
 class LineTrace;
 class LineValues;
 class QPainter;
@@ -30,12 +31,12 @@ public:
     void setMaximum(float maximum);
     void setAutoMaximum(bool automatic);
 
-    const QList<LineValues*>& lines() const { return m_lines; }
-    QString name() const { return m_name; }
-    QString suffix() const { return m_suffix; }
-    int precision() const { return m_precision; }
-    float maximum() const { return m_maximum; }
-    bool autoMaximum() const { return m_autoMaximum; }
+    const QList<LineValues*>& lines() const { return lineList; }
+    QString name() const { return groupName; }
+    QString suffix() const { return unitSuffix; }
+    int precision() const { return decimals; }
+    float maximum() const { return scaleMaximum; }
+    bool autoMaximum() const { return automatic; }
 
     // Draws the active series over a plot of the given size, the value 0 on the
     // bottom edge and maximum() on the top edge.
@@ -50,14 +51,16 @@ public Q_SLOTS:
 private:
     void recomputeMaximum();
 
-    QList<LineValues*> m_lines;
-    QString m_name;
-    QString m_suffix;
-    int m_precision;
-    float m_maximum;
-    bool m_autoMaximum;
-    // Scratch space of paint(), kept between repaints; holds no state.
-    LineTrace* m_trace;
+    QList<LineValues*> lineList;
+    QString groupName;
+    QString unitSuffix;
+    int decimals;
+    float scaleMaximum;
+    bool automatic;
+    // Scratch space of paint(), kept between repaints so that its buffers are
+    // reused; what it holds is only what the last repaint drew.
+    LineTrace* trace;
+    LineRaster* raster;
 };
 
 #endif // LINEVALUESGROUP_H

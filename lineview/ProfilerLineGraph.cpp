@@ -9,23 +9,23 @@
 ProfilerLineGraph::ProfilerLineGraph(CPUHistory* cpuHistory, ChannelHistory* channelHistory,
                                      CodecHistory* codecHistory, StatsHistory* statsHistory,
                                      QWidget* parent, Qt::WindowFlags flags)
-    : QWidget(parent, flags), m_lineGraph(new LineGraph()), m_frameLayout(new QVBoxLayout()),
-      m_frame(new QFrame()), m_control(new LineGraphControl(m_lineGraph, cpuHistory, channelHistory,
-                                                            codecHistory, statsHistory)),
-      m_mainLayout(new QHBoxLayout())
+    : QWidget(parent, flags), plot(new LineGraph()), frameLayout(new QVBoxLayout()),
+      frame(new QFrame()), controlPanel(new LineGraphControl(plot, cpuHistory, channelHistory,
+                                                             codecHistory, statsHistory)),
+      mainLayout(new QHBoxLayout())
 {
-    m_frameLayout->setContentsMargins(0, 0, 0, 0);
-    m_frameLayout->addWidget(m_lineGraph);
+    frameLayout->setContentsMargins(0, 0, 0, 0);
+    frameLayout->addWidget(plot);
 
     // The same sunken panel as the frame around the network graph above.
-    m_frame->setFrameStyle(QFrame::Panel | QFrame::Sunken);
-    m_frame->setLayout(m_frameLayout);
+    frame->setFrameStyle(QFrame::Panel | QFrame::Sunken);
+    frame->setLayout(frameLayout);
 
     // The plot takes all the width that the tabs leave.
-    m_mainLayout->setContentsMargins(0, 0, 0, 0);
-    m_mainLayout->addWidget(m_frame, 1);
-    m_mainLayout->addWidget(m_control, 0);
-    setLayout(m_mainLayout);
+    mainLayout->setContentsMargins(0, 0, 0, 0);
+    mainLayout->addWidget(frame, 1);
+    mainLayout->addWidget(controlPanel, 0);
+    setLayout(mainLayout);
 }
 
 ProfilerLineGraph::~ProfilerLineGraph() = default;

@@ -23,15 +23,15 @@ public:
                       QWidget* parent = nullptr, Qt::WindowFlags flags = {});
     ~ProfilerLineGraph() override;
 
-    LineGraph* lineGraph() const { return m_lineGraph; }
-    LineGraphControl* control() const { return m_control; }
+    LineGraph* lineGraph() const { return plot; }
+    LineGraphControl* control() const { return controlPanel; }
 
 private:
-    LineGraph* m_lineGraph;
-    QVBoxLayout* m_frameLayout;
-    QFrame* m_frame;
-    LineGraphControl* m_control;
-    QHBoxLayout* m_mainLayout;
+    LineGraph* plot;
+    QVBoxLayout* frameLayout;
+    QFrame* frame;
+    LineGraphControl* controlPanel;
+    QHBoxLayout* mainLayout;
 };
 
 #endif // PROFILERLINEGRAPH_H

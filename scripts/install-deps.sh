@@ -13,7 +13,8 @@ packages=(
     fonts-dejavu-core
 )
 if [[ "${1:-}" == "--test" ]]; then
-    packages+=(clang libclang-rt-14-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream)
+    packages+=(clang libclang-rt-14-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
+               qt6-charts-dev libqt6opengl6-dev)
 fi
 
 missing=()

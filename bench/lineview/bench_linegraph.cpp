@@ -4,6 +4,7 @@
 #include "LineGraph.h"
 #include "LineGraphControl.h"
 #include "LineGraphLegendItem.h"
+#include "LineRaster.h"
 #include "LineTrace.h"
 #include "LineValues.h"
 #include "LineValuesGroup.h"
@@ -74,10 +75,9 @@ BENCHMARK(BM_RepaintFullPlot)
     ->Args({300, 200, FullPanel::Wave})
     ->Unit(benchmark::kMicrosecond);
 
-// The plot's own share of a repaint: one series turned into segments, without
-// any drawing. A wave thins to a fifth of its segments; a zigzag keeps them
-// all at full width and folds into pixel columns in a narrow plot.
-void BM_TraceSeries(benchmark::State& state)
+// The plot's own share of a repaint: one series mapped to pixels and stroked
+// into the layer, without Qt's drawing of the layer.
+void BM_StrokeSeries(benchmark::State& state)
 {
     QList<float> values;
     for (int i = 0; i < LineValues::sampleCount; ++i) {
@@ -85,15 +85,20 @@ void BM_TraceSeries(benchmark::State& state)
         values.append(state.range(2) == FullPanel::Wave ? float(wave) : float(i % 2) * 18.0f);
     }
     LineTrace trace;
+    LineRaster raster;
     const QSize size(int(state.range(0)), int(state.range(1)));
     for (auto _ : state) {
-        trace.trace(values, size, 18.0);
-        benchmark::DoNotOptimize(trace.segments().constData());
+        raster.begin(size, 1.0);
+        trace.trace(values, QSizeF(size), 18.0);
+        for (const LineTrace::Run& run : trace.runs()) {
+            raster.addPolyline(trace.points().constData() + run.first, run.count, 2.0);
+        }
+        raster.fill(QColor(Qt::red));
+        benchmark::DoNotOptimize(raster.layer().constBits());
     }
-    state.counters["segments"] = double(trace.segments().size());
 }
 // Width, height, shape of the samples.
-BENCHMARK(BM_TraceSeries)
+BENCHMARK(BM_StrokeSeries)
     ->Args({600, 200, FullPanel::Wave})
     ->Args({600, 200, FullPanel::Zigzag})
     ->Args({300, 200, FullPanel::Zigzag})

@@ -156,6 +156,9 @@ void TestLineGraphControl::tabsRowsAndSpinBoxes()
         QVERIFY(!p.group(tab)->autoMaximum() && p.group(tab)->maximum() == 100.0f);
         box->stepBy(1);
         QVERIFY(box->text() == "Auto" && p.group(tab)->autoMaximum());
+        box->stepBy(1);
+        QCOMPARE(box->text(), "1" + p.group(tab)->suffix());
+        QVERIFY(!p.group(tab)->autoMaximum() && p.group(tab)->maximum() == 1.0f);
     }
     for (int i = 0; i < codecCreation.size(); ++i) {
         QCOMPARE(p.group(2)->lines().at(i)->name(), codecCreation.at(i));
