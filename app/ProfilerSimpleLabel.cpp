@@ -4,8 +4,8 @@
 #include <QPainter>
 
 ProfilerSimpleLabel::ProfilerSimpleLabel(QWidget* parent, Qt::WindowFlags flags)
-    : QFrame(parent, flags), m_color(palette().text().color()),
-      m_alignment(Qt::AlignHCenter | Qt::AlignVCenter), m_elideMode(Qt::ElideNone)
+    : QFrame(parent, flags), textColor(palette().text().color()),
+      textAlignment(Qt::AlignHCenter | Qt::AlignVCenter), textElideMode(Qt::ElideNone)
 {
     setFrameShape(QFrame::NoFrame);
     setFrameShadow(QFrame::Plain);
@@ -17,11 +17,11 @@ void ProfilerSimpleLabel::setText(const QString& text)
 {
     // The numbers of the line graphs are re-set on every snapshot; an unchanged
     // text must cost neither a relayout nor a repaint.
-    if (text == m_text) {
+    if (text == labelText) {
         return;
     }
-    m_text = text;
-    const QSize textSize = QFontMetrics(font()).size(0, m_text);
+    labelText = text;
+    const QSize textSize = QFontMetrics(font()).size(0, labelText);
     setMinimumSize(textSize);
     setMaximumSize(textSize);
     update();
@@ -29,18 +29,18 @@ void ProfilerSimpleLabel::setText(const QString& text)
 
 void ProfilerSimpleLabel::setColor(const QColor& color)
 {
-    if (color == m_color) {
+    if (color == textColor) {
         return;
     }
-    m_color = color;
+    textColor = color;
     update();
 }
 
 void ProfilerSimpleLabel::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    painter.setPen(m_color);
-    painter.drawText(rect(), m_alignment, m_text);
+    painter.setPen(textColor);
+    painter.drawText(rect(), textAlignment, labelText);
     painter.end();
     QFrame::paintEvent(event);
 }

@@ -17,19 +17,19 @@ public:
     void setText(const QString& text);
     void setColor(const QColor& color);
 
-    QString text() const { return m_text; }
-    QColor color() const { return m_color; }
-    int alignment() const { return m_alignment; }
-    Qt::TextElideMode elideMode() const { return m_elideMode; }
+    QString text() const { return labelText; }
+    QColor color() const { return textColor; }
+    int alignment() const { return textAlignment; }
+    Qt::TextElideMode elideMode() const { return textElideMode; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QString m_text;
-    QColor m_color;
-    int m_alignment;
-    Qt::TextElideMode m_elideMode;
+    QString labelText;
+    QColor textColor;
+    int textAlignment;
+    Qt::TextElideMode textElideMode;
 };
 
 #endif // PROFILERSIMPLELABEL_H
