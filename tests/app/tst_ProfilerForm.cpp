@@ -1,7 +1,11 @@
+#include "../history/HistoryFrames.h"
+#include "DSPNetGraph.h"
 #include "FakeTarget.h"
+#include "LineGraph.h"
+#include "LineValuesGroup.h"
 #include "ProfilerForm.h"
 #include "ProfilerNetwork.h"
-#include "TestFrames.h"
+#include "TestNetwork.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -14,15 +18,33 @@
 
 namespace {
 
+// A link whose writes can be made to fall one byte short.
+class ShortWriteNetwork : public ProfilerNetwork
+{
+public:
+    bool shortWrites = false;
+
+protected:
+    qint64 writeToSocket(const char* data, qint64 size) override
+    {
+        return shortWrites ? size - 1 : ProfilerNetwork::writeToSocket(data, size);
+    }
+};
+
 // The form with its error box counted instead of shown.
 class CountingForm : public ProfilerForm
 {
 public:
+    CountingForm() : ProfilerForm(new ShortWriteNetwork(), nullptr, {}) {}
+    ShortWriteNetwork* link() const { return static_cast<ShortWriteNetwork*>(targetNetwork()); }
     int errorBoxes = 0;
 
 protected:
     void showConnectionError() override { ++errorBoxes; }
 };
+
+const QString socketError = QStringLiteral("A socket error has occurred... Disconnected.");
+const QString targetClosed = QStringLiteral("Target closed... Attempting reconnection.");
 
 // The six subscriptions as the target must receive them, in order.
 QByteArray subscriptions()
@@ -50,8 +72,12 @@ private Q_SLOTS:
     void decoderStatus();
     void portField_data();
     void portField();
-    void resubscribesAfterReconnection();
-    void idleTimeoutShowsIdleWhileRetrying();
+    void lostTarget_data();
+    void lostTarget();
+    void shortWrite_data();
+    void shortWrite();
+    void resumeAfterPause();
+    void decoderOrder();
     void realErrorBox();
 
 private:
@@ -213,42 +239,156 @@ void tst_ProfilerForm::portField()
     form->targetNetwork()->disconnectFromTarget();
 }
 
-// The target goes away while the socket still reports its connection: the
-// bar falls back to Attempt (ending a pause) until the retry brings it back
-// to Live with the six subscriptions once more, exactly once.
-void tst_ProfilerForm::resubscribesAfterReconnection()
+enum Loss
 {
+    Closed, // the socket still reports its connection when the status comes
+    Silent  // dropped by the idle timer, the socket is gone already
+};
+enum Answer
+{
+    WaitForRetry,
+    ClickButton
+};
+Q_DECLARE_METATYPE(Loss)
+Q_DECLARE_METATYPE(Answer)
+
+void tst_ProfilerForm::lostTarget_data()
+{
+    QTest::addColumn<Loss>("loss");
+    QTest::addColumn<QString>("lookWhileRetrying");
+    QTest::addColumn<Answer>("answer");
+    QTest::addColumn<QString>("finalStatus");
+    QTest::addColumn<QString>("finalLook");
+    QTest::addColumn<int>("errorBoxes");
+
+    QTest::newRow("closed, the retry subscribes again")
+        << Closed << "Attempt" << WaitForRetry << "Connected."
+        << "Live" << 0;
+    QTest::newRow("closed, \"Disconnect\" ends the retries with the error box")
+        << Closed << "Attempt" << ClickButton << "Disconnected."
+        << "Idle" << 1;
+    QTest::newRow("silent, \"Connect\" ends the retries")
+        << Silent << "Idle" << ClickButton << "Disconnected."
+        << "Idle" << 0;
+}
+
+// A paused live bar loses its target; the loss ends the pause, and the
+// retries run until one succeeds or the button ends them.
+void tst_ProfilerForm::lostTarget()
+{
+    QFETCH(Loss, loss);
+    QFETCH(QString, lookWhileRetrying);
+    QFETCH(Answer, answer);
+    QFETCH(QString, finalStatus);
+    QFETCH(QString, finalLook);
+    QFETCH(int, errorBoxes);
+
     goLive();
     QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
     QCOMPARE(look(), QStringLiteral("Live paused"));
-    target->closeClient();
-    QTRY_COMPARE(look(), QStringLiteral("Attempt"));
-    QTRY_COMPARE_WITH_TIMEOUT(target->connectionCount(), 2, 15000);
-    QTRY_COMPARE(look(), QStringLiteral("Live"));
+    if (loss == Closed)
+        target->closeClient();
+    else
+        target->send(TestFrames::frame(4, 0, 0));
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), targetClosed, 10000);
+    QCOMPARE(look(), lookWhileRetrying);
+    QVERIFY(form->targetNetwork()->isConnecting());
+    if (answer == ClickButton)
+        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), finalStatus, 15000);
+    QCOMPARE(look(), finalLook);
+    QCOMPARE(form->errorBoxes, errorBoxes);
+    QCOMPARE(form->targetNetwork()->isConnecting(), false);
+    QCOMPARE(form->targetNetwork()->isReconnectTimerActive(), false);
+    if (answer == ClickButton)
+        return;
     QTRY_COMPARE(target->received(1), subscriptions());
     // A marker behind shows that a second round would have arrived by now.
     form->targetNetwork()->subscribe(0, 0, 0);
     QTRY_COMPARE(target->received(1).size(), subscriptions().size() + 18);
     QVERIFY(target->received(1).startsWith(subscriptions()));
-    QCOMPARE(form->errorBoxes, 0);
 }
 
-// Dropped for silence, the socket is already gone when the status arrives:
-// the bar shows Idle although the link retries, and "Connect" then ends the
-// retries without an error box.
-void tst_ProfilerForm::idleTimeoutShowsIdleWhileRetrying()
+void tst_ProfilerForm::shortWrite_data()
 {
-    goLive();
-    target->send(TestFrames::frame(4, 0, 0));
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(),
-                              QStringLiteral("Target closed... Attempting reconnection."), 10000);
-    QCOMPARE(look(), QStringLiteral("Idle"));
-    QVERIFY(form->targetNetwork()->isConnecting());
-    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    QCOMPARE(child<QLabel>("statusLabel")->text(), QStringLiteral("Disconnected."));
-    QVERIFY(!form->targetNetwork()->isConnecting());
+    QTest::addColumn<QString>("write");
+    QTest::newRow("a command while live") << "command";
+    QTest::newRow("a subscription while live") << "subscribe";
+    QTest::newRow("the subscriptions at connection") << "connect";
+}
+
+// A write that falls short drops the link at once, like a broken frame: no
+// retry, no error box, and what was queued stays queued.
+void tst_ProfilerForm::shortWrite()
+{
+    QFETCH(QString, write);
+    ShortWriteNetwork* network = form->link();
+    if (write == QLatin1String("connect")) {
+        network->shortWrites = true;
+        form->slotConnect();
+    } else {
+        goLive();
+        target->send(TestFrames::frame(2, 0, 0)); // a kind that no decoder takes
+        QTRY_COMPARE(network->queuedPacketCount(), 1);
+        QVERIFY(network->isIdleTimerActive());
+        network->shortWrites = true;
+        if (write == QLatin1String("command"))
+            network->sendPacket(TestFrames::frame(1, 2, 6, QByteArray(9, '\1')));
+        else
+            network->subscribe(1, 0, 100);
+    }
+    QTRY_COMPARE(child<QLabel>("statusLabel")->text(), socketError);
     QCOMPARE(look(), QStringLiteral("Idle"));
     QCOMPARE(form->errorBoxes, 0);
+    QVERIFY(!network->isConnected() && !network->isConnecting());
+    QVERIFY(!network->isIdleTimerActive() && !network->isReconnectTimerActive());
+    QCOMPARE(network->queuedPacketCount(), write == QLatin1String("connect") ? 0 : 1);
+    QCOMPARE(target->received(),
+             write == QLatin1String("connect") ? QByteArray() : subscriptions());
+}
+
+// "Resume" gives "Pause" back, and what arrives from then on is drawn.
+void tst_ProfilerForm::resumeAfterPause()
+{
+    goLive();
+    QSignalSpy cpuTab(form->findChild<LineGraph*>()->groups().first(), SIGNAL(dataChanged()));
+    QPushButton* pause = child<QPushButton>("pauseButton");
+    QTest::mouseClick(pause, Qt::LeftButton);
+    QCOMPARE(pause->text(), QStringLiteral("Resume"));
+    target->send(HistoryFrames::cpu(1, 10, 0, 0, 0));
+    QTRY_VERIFY(form->targetNetwork()->isIdleTimerActive()); // read, and dropped
+    QCOMPARE(cpuTab.count(), 0);
+    QTest::mouseClick(pause, Qt::LeftButton);
+    QCOMPARE(look(), QStringLiteral("Live"));
+    target->send(HistoryFrames::cpu(1, 20, 0, 0, 0));
+    QTRY_VERIFY(cpuTab.count() > 0);
+}
+
+// One pass with a frame for each decoder, sent in reverse: the views learn of
+// them in the order the form created the decoders, each tab as its decoder
+// runs.
+void tst_ProfilerForm::decoderOrder()
+{
+    goLive();
+    const DSPNetGraph* graph = form->findChild<DSPNetGraph*>();
+    const QList<LineValuesGroup*> tabs = form->findChild<LineGraph*>()->groups();
+    QStringList order;
+    const QStringList names{"cpu", "channels", "codecs", "memory"};
+    for (int i = 0; i < tabs.size(); ++i) {
+        connect(tabs.at(i), &LineValuesGroup::dataChanged, this, [&, i]() {
+            if (order.isEmpty() && !graph->graphNodes().isEmpty())
+                order.append(QStringLiteral("network"));
+            if (order.isEmpty() || order.last() != names.at(i))
+                order.append(names.at(i));
+        });
+    }
+    target->send(HistoryFrames::marked(PacketKind::Stats, 0, 1) +
+                 HistoryFrames::marked(PacketKind::Codec, 0, 1) +
+                 HistoryFrames::marked(PacketKind::Channel, 0, 1) +
+                 HistoryFrames::marked(PacketKind::CPU, 1, 1) + TestNetwork("R<-A").snapshot(6));
+    // The stats packet feeds series on all four tabs.
+    QTRY_COMPARE(order.join(QLatin1Char(' ')),
+                 QStringLiteral("network cpu channels codecs cpu channels codecs memory"));
 }
 
 // The real box, found and closed while its own event loop runs.
