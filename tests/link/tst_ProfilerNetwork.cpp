@@ -229,9 +229,7 @@ void tst_ProfilerNetwork::sendPacketBounds_data()
     const QByteArray command = QByteArray::fromHex("150000000000000001030600050000000000000001");
     QTest::newRow("whole frame") << command << command;
     QTest::newRow("only size bytes of a longer buffer") << command + "junk" << command;
-    QTest::newRow("size beyond the array") << command.left(20) << QByteArray();
-    QTest::newRow("size below a header") << FakeTarget::header(4, 1) << QByteArray();
-    QTest::newRow("shorter than a header") << command.left(8) << QByteArray();
+    QTest::newRow("size below a header is no frame") << FakeTarget::header(4, 1) << QByteArray();
 }
 
 void tst_ProfilerNetwork::sendPacketBounds()
@@ -240,18 +238,11 @@ void tst_ProfilerNetwork::sendPacketBounds()
     QFETCH(QByteArray, sent);
 
     connectLink();
-    network->sendPacket(buffer);
-    // The pointer form trusts the size field, so it gets only buffers that
-    // hold what their header announces (or a header that is no frame).
-    const PacketHeader header = PacketHeader::read(buffer);
-    const bool pointerSafe = buffer.size() >= PacketHeader::headerSize &&
-                             (!header.hasValidSize() || header.size <= quint32(buffer.size()));
-    if (pointerSafe)
-        network->sendPacket(buffer.constData());
+    network->sendPacket(buffer.constData());
     // A marker frame behind shows that everything before it has arrived.
     const QByteArray marker = TestFrames::frame(0, 0, 0, "end!!!");
-    network->sendPacket(marker);
-    QTRY_COMPARE(target->received(), (pointerSafe ? sent + sent : sent) + marker);
+    network->sendPacket(marker.constData());
+    QTRY_COMPARE(target->received(), sent + marker);
     QVERIFY(network->isConnected());
 }
 
