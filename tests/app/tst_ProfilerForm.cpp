@@ -48,10 +48,6 @@ private Q_SLOTS:
     void decoderStatus();
     void portField_data();
     void portField();
-    void lostTarget_data();
-    void lostTarget();
-    void shortWrite_data();
-    void shortWrite();
     void resumeAfterPause();
     void decoderOrder();
     void realErrorBox();
@@ -59,6 +55,7 @@ private Q_SLOTS:
 private:
     QString look() const { return form->look(); }
     void goLive();
+    void play(const QString& step);
     template <typename T> T* child(const char* name) const { return form->child<T>(name); }
 
     FakeTarget* target = nullptr;
@@ -85,63 +82,128 @@ void tst_ProfilerForm::goLive()
     QTRY_COMPARE(target->received(), subscriptions());
 }
 
-enum Run
-{
-    Answered,
-    Refused,
-    DisconnectLive,
-    DisconnectAttempt
-};
-Q_DECLARE_METATYPE(Run)
-
 void tst_ProfilerForm::runs_data()
 {
-    QTest::addColumn<Run>("run");
-    QTest::addColumn<QStringList>("statuses");
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QStringList>("statuses"); // as the link sends them
+    QTest::addColumn<QString>("line");         // the status line at the end
     QTest::addColumn<QString>("finalLook");
     QTest::addColumn<int>("errorBoxes");
 
     const QString attempting = QStringLiteral("Attempting to connect...");
     const QString connected = QStringLiteral("Connected.");
     const QString disconnected = QStringLiteral("Disconnected.");
+    const QString lost = QStringLiteral("click live pause ");
     QTest::newRow("target answers")
-        << Answered << QStringList{attempting, connected} << "Live" << 0;
+        << "click attempt live" << QStringList{attempting, connected} << connected << "Live" << 0;
     QTest::newRow("target refuses")
-        << Refused << QStringList{attempting, QStringLiteral("Connection failed... Disconnected.")}
+        << "refusing click"
+        << QStringList{attempting, QStringLiteral("Connection failed... Disconnected.")}
+        << "Connection failed... Disconnected."
         << "Idle" << 1;
     QTest::newRow("disconnect while live")
-        << DisconnectLive << QStringList{attempting, connected, disconnected} << "Idle" << 0;
+        << "click attempt live click" << QStringList{attempting, connected, disconnected}
+        << disconnected << "Idle" << 0;
     QTest::newRow("disconnect during the first attempt")
-        << DisconnectAttempt << QStringList{attempting, disconnected} << "Idle" << 1;
+        << "click attempt click" << QStringList{attempting, disconnected} << disconnected << "Idle"
+        << 1;
+    // A paused bar loses its target: the loss ends the pause, and the retries
+    // run until one succeeds or the button ends them.
+    QTest::newRow("closed, the retry subscribes again")
+        << lost + "close retrying attempt live"
+        << QStringList{attempting, connected, targetClosed, connected} << connected << "Live" << 0;
+    QTest::newRow("closed, \"Disconnect\" ends the retries with the error box")
+        << lost + "close retrying attempt click"
+        << QStringList{attempting, connected, targetClosed, disconnected} << disconnected << "Idle"
+        << 1;
+    QTest::newRow("silent, \"Connect\" ends the retries")
+        << lost + "silence retrying idle click"
+        << QStringList{attempting, connected, targetClosed, disconnected} << disconnected << "Idle"
+        << 0;
+    // A write that falls short drops the link at once, like a broken frame:
+    // no retry, no error box, and what was queued stays queued.
+    QTest::newRow("short write of a command")
+        << "click live untaken short command" << QStringList{attempting, connected, socketError}
+        << socketError << "Idle" << 0;
+    QTest::newRow("short write of a subscription")
+        << "click live untaken short subscribe" << QStringList{attempting, connected, socketError}
+        << socketError << "Idle" << 0;
+    // The error comes from inside the handling of "Connected.".
+    QTest::newRow("short write of the subscriptions at connection")
+        << "short click" << QStringList{attempting, socketError, connected} << socketError << "Idle"
+        << 0;
 }
 
 void tst_ProfilerForm::runs()
 {
-    QFETCH(Run, run);
+    QFETCH(QString, steps);
     QFETCH(QStringList, statuses);
+    QFETCH(QString, line);
     QFETCH(QString, finalLook);
     QFETCH(int, errorBoxes);
 
-    QSignalSpy status(form->targetNetwork(), SIGNAL(statusChanged(QString)));
-    if (run == Refused)
-        child<QLineEdit>("portEdit")->setText(QString::number(FakeTarget::unusedPort()));
-    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    if (run != Refused) // a refusal on the loopback may come at once
-        QCOMPARE(look(), QStringLiteral("Attempt"));
-    if (run == DisconnectAttempt)
-        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    if (run == DisconnectLive) {
-        QTRY_COMPARE(look(), QStringLiteral("Live"));
-        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    ShortWriteNetwork* network = form->link();
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
+    for (const QString& step : steps.split(QLatin1Char(' '))) {
+        play(step);
+        if (QTest::currentTestFailed())
+            return;
     }
     QTRY_COMPARE(status.count(), statuses.size());
     for (int i = 0; i < statuses.size(); ++i)
         QCOMPARE(status.at(i).at(0).toString(), statuses.at(i));
+    QCOMPARE(child<QLabel>("statusLabel")->text(), line);
     QCOMPARE(look(), finalLook);
-    QCOMPARE(child<QLabel>("statusLabel")->text(), statuses.last());
     QCOMPARE(form->errorBoxes, errorBoxes);
-    if (run == Answered)
+    QVERIFY(!network->isConnecting() && !network->isReconnectTimerActive());
+    QVERIFY(!network->isIdleTimerActive());
+    QCOMPARE(network->queuedPacketCount(), steps.contains(QLatin1String("untaken")) ? 1 : 0);
+    if (steps.contains(QLatin1String("short")))
+        QCOMPARE(target->received(), steps.startsWith("short") ? QByteArray() : subscriptions());
+    if (finalLook != QLatin1String("Live"))
+        return;
+    // A marker behind shows that a second round would have arrived by now.
+    network->subscribe(0, 0, 0);
+    QTRY_COMPARE(target->received().size(), subscriptions().size() + 18);
+    QVERIFY(target->received().startsWith(subscriptions()));
+}
+
+// One step of a run, by name.
+void tst_ProfilerForm::play(const QString& step)
+{
+    ShortWriteNetwork* network = form->link();
+    if (step == QLatin1String("click")) {
+        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    } else if (step == QLatin1String("refusing")) {
+        child<QLineEdit>("portEdit")->setText(QString::number(FakeTarget::unusedPort()));
+    } else if (step == QLatin1String("attempt") || step == QLatin1String("idle")) {
+        QCOMPARE(look(), step == QLatin1String("idle") ? "Idle" : "Attempt");
+    } else if (step == QLatin1String("live")) {
+        QTRY_COMPARE_WITH_TIMEOUT(look(), QStringLiteral("Live"), 15000);
         QTRY_COMPARE(target->received(), subscriptions());
+    } else if (step == QLatin1String("pause")) {
+        QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
+        QCOMPARE(look(), QStringLiteral("Live paused"));
+    } else if (step == QLatin1String("close")) {
+        target->closeClient();
+    } else if (step == QLatin1String("silence")) {
+        target->send(TestFrames::frame(4, 0, 0));
+    } else if (step == QLatin1String("retrying")) {
+        QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), targetClosed, 10000);
+        QVERIFY(network->isConnecting());
+    } else if (step == QLatin1String("untaken")) {
+        target->send(TestFrames::frame(2, 0, 0)); // a kind that no decoder takes
+        QTRY_COMPARE(network->queuedPacketCount(), 1);
+        QVERIFY(network->isIdleTimerActive());
+    } else if (step == QLatin1String("short")) {
+        network->shortWrites = true;
+    } else if (step == QLatin1String("command")) {
+        network->sendPacket(TestFrames::frame(1, 2, 6, QByteArray(9, '\1')).constData());
+    } else if (step == QLatin1String("subscribe")) {
+        network->subscribe(1, 0, 100);
+    } else {
+        QFAIL(qPrintable(step));
+    }
 }
 
 void tst_ProfilerForm::decoderStatus_data()
@@ -189,114 +251,6 @@ void tst_ProfilerForm::portField()
     QCOMPARE(form->targetNetwork()->lastTargetAddress(), QStringLiteral("127.0.0.3"));
     QCOMPARE(portEdit->text(), text);
     form->targetNetwork()->disconnectFromTarget();
-}
-
-enum Loss
-{
-    Closed, // the socket still reports its connection when the status comes
-    Silent  // dropped by the idle timer, the socket is gone already
-};
-enum Answer
-{
-    WaitForRetry,
-    ClickButton
-};
-Q_DECLARE_METATYPE(Loss)
-Q_DECLARE_METATYPE(Answer)
-
-void tst_ProfilerForm::lostTarget_data()
-{
-    QTest::addColumn<Loss>("loss");
-    QTest::addColumn<QString>("lookWhileRetrying");
-    QTest::addColumn<Answer>("answer");
-    QTest::addColumn<QString>("finalStatus");
-    QTest::addColumn<QString>("finalLook");
-    QTest::addColumn<int>("errorBoxes");
-
-    QTest::newRow("closed, the retry subscribes again")
-        << Closed << "Attempt" << WaitForRetry << "Connected."
-        << "Live" << 0;
-    QTest::newRow("closed, \"Disconnect\" ends the retries with the error box")
-        << Closed << "Attempt" << ClickButton << "Disconnected."
-        << "Idle" << 1;
-    QTest::newRow("silent, \"Connect\" ends the retries")
-        << Silent << "Idle" << ClickButton << "Disconnected."
-        << "Idle" << 0;
-}
-
-// A paused live bar loses its target; the loss ends the pause, and the
-// retries run until one succeeds or the button ends them.
-void tst_ProfilerForm::lostTarget()
-{
-    QFETCH(Loss, loss);
-    QFETCH(QString, lookWhileRetrying);
-    QFETCH(Answer, answer);
-    QFETCH(QString, finalStatus);
-    QFETCH(QString, finalLook);
-    QFETCH(int, errorBoxes);
-
-    goLive();
-    QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
-    QCOMPARE(look(), QStringLiteral("Live paused"));
-    if (loss == Closed)
-        target->closeClient();
-    else
-        target->send(TestFrames::frame(4, 0, 0));
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), targetClosed, 10000);
-    QCOMPARE(look(), lookWhileRetrying);
-    QVERIFY(form->targetNetwork()->isConnecting());
-    if (answer == ClickButton)
-        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), finalStatus, 15000);
-    QCOMPARE(look(), finalLook);
-    QCOMPARE(form->errorBoxes, errorBoxes);
-    QCOMPARE(form->targetNetwork()->isConnecting(), false);
-    QCOMPARE(form->targetNetwork()->isReconnectTimerActive(), false);
-    if (answer == ClickButton)
-        return;
-    QTRY_COMPARE(target->received(1), subscriptions());
-    // A marker behind shows that a second round would have arrived by now.
-    form->targetNetwork()->subscribe(0, 0, 0);
-    QTRY_COMPARE(target->received(1).size(), subscriptions().size() + 18);
-    QVERIFY(target->received(1).startsWith(subscriptions()));
-}
-
-void tst_ProfilerForm::shortWrite_data()
-{
-    QTest::addColumn<QString>("write");
-    QTest::newRow("a command while live") << "command";
-    QTest::newRow("a subscription while live") << "subscribe";
-    QTest::newRow("the subscriptions at connection") << "connect";
-}
-
-// A write that falls short drops the link at once, like a broken frame: no
-// retry, no error box, and what was queued stays queued.
-void tst_ProfilerForm::shortWrite()
-{
-    QFETCH(QString, write);
-    ShortWriteNetwork* network = form->link();
-    if (write == QLatin1String("connect")) {
-        network->shortWrites = true;
-        form->slotConnect();
-    } else {
-        goLive();
-        target->send(TestFrames::frame(2, 0, 0)); // a kind that no decoder takes
-        QTRY_COMPARE(network->queuedPacketCount(), 1);
-        QVERIFY(network->isIdleTimerActive());
-        network->shortWrites = true;
-        if (write == QLatin1String("command"))
-            network->sendPacket(TestFrames::frame(1, 2, 6, QByteArray(9, '\1')).constData());
-        else
-            network->subscribe(1, 0, 100);
-    }
-    QTRY_COMPARE(child<QLabel>("statusLabel")->text(), socketError);
-    QCOMPARE(look(), QStringLiteral("Idle"));
-    QCOMPARE(form->errorBoxes, 0);
-    QVERIFY(!network->isConnected() && !network->isConnecting());
-    QVERIFY(!network->isIdleTimerActive() && !network->isReconnectTimerActive());
-    QCOMPARE(network->queuedPacketCount(), write == QLatin1String("connect") ? 0 : 1);
-    QCOMPARE(target->received(),
-             write == QLatin1String("connect") ? QByteArray() : subscriptions());
 }
 
 // "Resume" gives "Pause" back, and what arrives from then on is drawn.
