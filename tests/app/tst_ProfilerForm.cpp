@@ -21,6 +21,8 @@ namespace {
 
 const QString socketError = QStringLiteral("A socket error has occurred... Disconnected.");
 const QString targetClosed = QStringLiteral("Target closed... Attempting reconnection.");
+const QString oldVersion =
+    QStringLiteral("Connected. (Old version detected, reduced functionality)");
 
 // The six subscriptions as the target must receive them, in order.
 QByteArray subscriptions()
@@ -44,8 +46,6 @@ private Q_SLOTS:
     void cleanup();
     void runs_data();
     void runs();
-    void decoderStatus_data();
-    void decoderStatus();
     void portField_data();
     void portField();
     void resumeAfterPause();
@@ -107,6 +107,11 @@ void tst_ProfilerForm::runs_data()
     QTest::newRow("disconnect during the first attempt")
         << "click attempt click" << QStringList{attempting, disconnected} << disconnected << "Idle"
         << 1;
+    // A decoder's line changes the line and nothing else.
+    QTest::newRow("a decoder's line while idle")
+        << "decoder idle" << QStringList{} << oldVersion << "Idle" << 0;
+    QTest::newRow("a decoder's line while live")
+        << "click live decoder" << QStringList{attempting, connected} << oldVersion << "Live" << 0;
     // A paused bar loses its target: the loss ends the pause, and the retries
     // run until one succeeds or the button ends them.
     QTest::newRow("closed, the retry subscribes again")
@@ -190,11 +195,14 @@ void tst_ProfilerForm::play(const QString& step)
         target->send(TestFrames::frame(4, 0, 0));
     } else if (step == QLatin1String("retrying")) {
         QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), targetClosed, 10000);
-        QVERIFY(network->isConnecting());
+        QVERIFY(network->isConnecting() && network->isReconnectTimerActive());
+        QVERIFY(!network->isIdleTimerActive());
     } else if (step == QLatin1String("untaken")) {
         target->send(TestFrames::frame(2, 0, 0)); // a kind that no decoder takes
         QTRY_COMPARE(network->queuedPacketCount(), 1);
         QVERIFY(network->isIdleTimerActive());
+    } else if (step == QLatin1String("decoder")) {
+        form->slotStatusChanged(oldVersion);
     } else if (step == QLatin1String("short")) {
         network->shortWrites = true;
     } else if (step == QLatin1String("command")) {
@@ -204,29 +212,6 @@ void tst_ProfilerForm::play(const QString& step)
     } else {
         QFAIL(qPrintable(step));
     }
-}
-
-void tst_ProfilerForm::decoderStatus_data()
-{
-    QTest::addColumn<bool>("live");
-    QTest::newRow("while idle") << false;
-    QTest::newRow("while live") << true;
-}
-
-// A decoder's text changes the line and nothing else.
-void tst_ProfilerForm::decoderStatus()
-{
-    QFETCH(bool, live);
-    if (live)
-        goLive();
-    const QString before = look();
-    const int sent = int(target->received().size());
-    const QString text = QStringLiteral("Connected. (Old version detected, reduced functionality)");
-    form->slotStatusChanged(text);
-    QCOMPARE(child<QLabel>("statusLabel")->text(), text);
-    QCOMPARE(look(), before);
-    QCOMPARE(form->errorBoxes, 0);
-    QCOMPARE(int(target->received().size()), sent);
 }
 
 void tst_ProfilerForm::portField_data()
