@@ -30,7 +30,12 @@ const char* const resumeText = "Resume";
 } // namespace
 
 ProfilerForm::ProfilerForm(QWidget* parent, Qt::WindowFlags flags)
-    : QWidget(parent, flags), network(new ProfilerNetwork()),
+    : ProfilerForm(new ProfilerNetwork(), parent, flags)
+{
+}
+
+ProfilerForm::ProfilerForm(ProfilerNetwork* network, QWidget* parent, Qt::WindowFlags flags)
+    : QWidget(parent, flags), network(network),
       // The order of creation is the order in which the decoders run on each
       // packetReady.
       dspTree(new DSPTree(network)), cpuHistory(new CPUHistory(network)),

@@ -42,6 +42,9 @@ public Q_SLOTS:
     void slotStatusChanged(QString status);
 
 protected:
+    // The form with a link made elsewhere (a test's), owned like its own.
+    ProfilerForm(ProfilerNetwork* network, QWidget* parent, Qt::WindowFlags flags);
+
     void closeEvent(QCloseEvent* event) override;
     // The modal "Connection Error" box after a first attempt that ended
     // without a connection. Virtual so that a test can see it without

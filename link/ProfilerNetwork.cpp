@@ -222,8 +222,13 @@ void ProfilerNetwork::deliverQueue()
 
 void ProfilerNetwork::writeFrame(const char* data, quint32 size)
 {
-    if (socket->write(data, size) != qint64(size))
+    if (writeToSocket(data, size) != qint64(size))
         failLink();
+}
+
+qint64 ProfilerNetwork::writeToSocket(const char* data, qint64 size)
+{
+    return socket->write(data, size);
 }
 
 // The failure path of the receive loop and of a short write. Frames queued

@@ -62,6 +62,12 @@ Q_SIGNALS:
     void statusChanged(QString status);
     void packetReady();
 
+protected:
+    // The one write to the socket. A buffered TCP socket takes every byte it
+    // is given, so a short write never happens on a healthy link; virtual so
+    // that a test can make one happen.
+    virtual qint64 writeToSocket(const char* data, qint64 size);
+
 private Q_SLOTS:
     void slotSocketConnected();
     void slotSocketErrorOccurred(QAbstractSocket::SocketError socketError);

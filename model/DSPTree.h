@@ -69,7 +69,7 @@ public:
 
     // Decode one whole snapshot frame (kind 1, sub-kind 0, header included), as
     // slotPacketArrived does for the newest queued one. True when the graph was
-    // replaced. Emits statusChanged for version problems and damaged frames.
+    // replaced. Emits statusChanged for version problems only.
     bool acceptNetworkFrame(const QByteArray& frame);
     // Decode one whole group table frame (kind 7, sub-kind 0). True when the
     // table was replaced.
@@ -105,6 +105,8 @@ private:
                   QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created);
     void computeCPU();
     void computeDepth();
+    bool rewalkDepths(qint64 budget);
+    void fallbackDepths();
     void deleteNodes();
     void sendCommand(quint8 subKind, quint64 id, bool value);
     void sendText(quint8 kind, quint8 version, const QString& text);

@@ -1,7 +1,12 @@
+#include "../history/HistoryFrames.h"
+#include "DSPNetGraph.h"
 #include "FakeTarget.h"
+#include "FormProbe.h"
+#include "LineGraph.h"
+#include "LineValuesGroup.h"
 #include "ProfilerForm.h"
 #include "ProfilerNetwork.h"
-#include "TestFrames.h"
+#include "TestNetwork.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -14,15 +19,10 @@
 
 namespace {
 
-// The form with its error box counted instead of shown.
-class CountingForm : public ProfilerForm
-{
-public:
-    int errorBoxes = 0;
-
-protected:
-    void showConnectionError() override { ++errorBoxes; }
-};
+const QString socketError = QStringLiteral("A socket error has occurred... Disconnected.");
+const QString targetClosed = QStringLiteral("Target closed... Attempting reconnection.");
+const QString oldVersion =
+    QStringLiteral("Connected. (Old version detected, reduced functionality)");
 
 // The six subscriptions as the target must receive them, in order.
 QByteArray subscriptions()
@@ -46,21 +46,17 @@ private Q_SLOTS:
     void cleanup();
     void runs_data();
     void runs();
-    void decoderStatus_data();
-    void decoderStatus();
     void portField_data();
     void portField();
-    void resubscribesAfterReconnection();
-    void idleTimeoutShowsIdleWhileRetrying();
+    void resumeAfterPause();
+    void decoderOrder();
     void realErrorBox();
 
 private:
-    QString look() const;
+    QString look() const { return form->look(); }
     void goLive();
-    template <typename T> T* child(const char* name) const
-    {
-        return form->findChild<T*>(QLatin1String(name));
-    }
+    void play(const QString& step);
+    template <typename T> T* child(const char* name) const { return form->child<T>(name); }
 
     FakeTarget* target = nullptr;
     CountingForm* form = nullptr;
@@ -79,26 +75,6 @@ void tst_ProfilerForm::cleanup()
     delete target;
 }
 
-// The bar's look as the user sees it, with anything inconsistent spelled out.
-QString tst_ProfilerForm::look() const
-{
-    const bool edits = child<QLineEdit>("ipEdit")->isEnabled();
-    const QString connect = child<QPushButton>("connectButton")->text();
-    const QPushButton* pause = child<QPushButton>("pauseButton");
-    QString name = QStringLiteral("%1/%2/%3").arg(edits).arg(connect).arg(pause->isEnabled());
-    if (name == QLatin1String("1/Connect/0"))
-        name = QStringLiteral("Idle");
-    else if (name == QLatin1String("0/Disconnect/0"))
-        name = QStringLiteral("Attempt");
-    else if (name == QLatin1String("0/Disconnect/1"))
-        name = QStringLiteral("Live");
-    if (pause->text() != QLatin1String("Pause") || form->targetNetwork()->paused)
-        name += QStringLiteral(" paused");
-    if (child<QLineEdit>("portEdit")->isEnabled() != edits)
-        name += QStringLiteral(" mixed edits");
-    return name;
-}
-
 void tst_ProfilerForm::goLive()
 {
     form->slotConnect();
@@ -106,86 +82,136 @@ void tst_ProfilerForm::goLive()
     QTRY_COMPARE(target->received(), subscriptions());
 }
 
-enum Run
-{
-    Answered,
-    Refused,
-    DisconnectLive,
-    DisconnectAttempt
-};
-Q_DECLARE_METATYPE(Run)
-
 void tst_ProfilerForm::runs_data()
 {
-    QTest::addColumn<Run>("run");
-    QTest::addColumn<QStringList>("statuses");
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QStringList>("statuses"); // as the link sends them
+    QTest::addColumn<QString>("line");         // the status line at the end
     QTest::addColumn<QString>("finalLook");
     QTest::addColumn<int>("errorBoxes");
 
     const QString attempting = QStringLiteral("Attempting to connect...");
     const QString connected = QStringLiteral("Connected.");
     const QString disconnected = QStringLiteral("Disconnected.");
+    const QString lost = QStringLiteral("click live pause ");
     QTest::newRow("target answers")
-        << Answered << QStringList{attempting, connected} << "Live" << 0;
+        << "click attempt live" << QStringList{attempting, connected} << connected << "Live" << 0;
     QTest::newRow("target refuses")
-        << Refused << QStringList{attempting, QStringLiteral("Connection failed... Disconnected.")}
+        << "refusing click"
+        << QStringList{attempting, QStringLiteral("Connection failed... Disconnected.")}
+        << "Connection failed... Disconnected."
         << "Idle" << 1;
     QTest::newRow("disconnect while live")
-        << DisconnectLive << QStringList{attempting, connected, disconnected} << "Idle" << 0;
+        << "click attempt live click" << QStringList{attempting, connected, disconnected}
+        << disconnected << "Idle" << 0;
     QTest::newRow("disconnect during the first attempt")
-        << DisconnectAttempt << QStringList{attempting, disconnected} << "Idle" << 1;
+        << "click attempt click" << QStringList{attempting, disconnected} << disconnected << "Idle"
+        << 1;
+    // A decoder's line changes the line and nothing else.
+    QTest::newRow("a decoder's line while idle")
+        << "decoder idle" << QStringList{} << oldVersion << "Idle" << 0;
+    QTest::newRow("a decoder's line while live")
+        << "click live decoder" << QStringList{attempting, connected} << oldVersion << "Live" << 0;
+    // A paused bar loses its target: the loss ends the pause, and the retries
+    // run until one succeeds or the button ends them.
+    QTest::newRow("closed, the retry subscribes again")
+        << lost + "close retrying attempt live"
+        << QStringList{attempting, connected, targetClosed, connected} << connected << "Live" << 0;
+    QTest::newRow("closed, \"Disconnect\" ends the retries with the error box")
+        << lost + "close retrying attempt click"
+        << QStringList{attempting, connected, targetClosed, disconnected} << disconnected << "Idle"
+        << 1;
+    QTest::newRow("silent, \"Connect\" ends the retries")
+        << lost + "silence retrying idle click"
+        << QStringList{attempting, connected, targetClosed, disconnected} << disconnected << "Idle"
+        << 0;
+    // A write that falls short drops the link at once, like a broken frame:
+    // no retry, no error box, and what was queued stays queued.
+    QTest::newRow("short write of a command")
+        << "click live untaken short command" << QStringList{attempting, connected, socketError}
+        << socketError << "Idle" << 0;
+    QTest::newRow("short write of a subscription")
+        << "click live untaken short subscribe" << QStringList{attempting, connected, socketError}
+        << socketError << "Idle" << 0;
+    // The error comes from inside the handling of "Connected.".
+    QTest::newRow("short write of the subscriptions at connection")
+        << "short click" << QStringList{attempting, socketError, connected} << socketError << "Idle"
+        << 0;
 }
 
 void tst_ProfilerForm::runs()
 {
-    QFETCH(Run, run);
+    QFETCH(QString, steps);
     QFETCH(QStringList, statuses);
+    QFETCH(QString, line);
     QFETCH(QString, finalLook);
     QFETCH(int, errorBoxes);
 
-    QSignalSpy status(form->targetNetwork(), SIGNAL(statusChanged(QString)));
-    if (run == Refused)
-        child<QLineEdit>("portEdit")->setText(QString::number(FakeTarget::unusedPort()));
-    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    if (run != Refused) // a refusal on the loopback may come at once
-        QCOMPARE(look(), QStringLiteral("Attempt"));
-    if (run == DisconnectAttempt)
-        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    if (run == DisconnectLive) {
-        QTRY_COMPARE(look(), QStringLiteral("Live"));
-        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    ShortWriteNetwork* network = form->link();
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
+    for (const QString& step : steps.split(QLatin1Char(' '))) {
+        play(step);
+        if (QTest::currentTestFailed())
+            return;
     }
     QTRY_COMPARE(status.count(), statuses.size());
     for (int i = 0; i < statuses.size(); ++i)
         QCOMPARE(status.at(i).at(0).toString(), statuses.at(i));
+    QCOMPARE(child<QLabel>("statusLabel")->text(), line);
     QCOMPARE(look(), finalLook);
-    QCOMPARE(child<QLabel>("statusLabel")->text(), statuses.last());
     QCOMPARE(form->errorBoxes, errorBoxes);
-    if (run == Answered)
+    QVERIFY(!network->isConnecting() && !network->isReconnectTimerActive());
+    QVERIFY(!network->isIdleTimerActive());
+    QCOMPARE(network->queuedPacketCount(), steps.contains(QLatin1String("untaken")) ? 1 : 0);
+    if (steps.contains(QLatin1String("short")))
+        QCOMPARE(target->received(), steps.startsWith("short") ? QByteArray() : subscriptions());
+    if (finalLook != QLatin1String("Live"))
+        return;
+    // A marker behind shows that a second round would have arrived by now.
+    network->subscribe(0, 0, 0);
+    QTRY_COMPARE(target->received().size(), subscriptions().size() + 18);
+    QVERIFY(target->received().startsWith(subscriptions()));
+}
+
+// One step of a run, by name.
+void tst_ProfilerForm::play(const QString& step)
+{
+    ShortWriteNetwork* network = form->link();
+    if (step == QLatin1String("click")) {
+        QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
+    } else if (step == QLatin1String("refusing")) {
+        child<QLineEdit>("portEdit")->setText(QString::number(FakeTarget::unusedPort()));
+    } else if (step == QLatin1String("attempt") || step == QLatin1String("idle")) {
+        QCOMPARE(look(), step == QLatin1String("idle") ? "Idle" : "Attempt");
+    } else if (step == QLatin1String("live")) {
+        QTRY_COMPARE_WITH_TIMEOUT(look(), QStringLiteral("Live"), 15000);
         QTRY_COMPARE(target->received(), subscriptions());
-}
-
-void tst_ProfilerForm::decoderStatus_data()
-{
-    QTest::addColumn<bool>("live");
-    QTest::newRow("while idle") << false;
-    QTest::newRow("while live") << true;
-}
-
-// A decoder's text changes the line and nothing else.
-void tst_ProfilerForm::decoderStatus()
-{
-    QFETCH(bool, live);
-    if (live)
-        goLive();
-    const QString before = look();
-    const int sent = int(target->received().size());
-    const QString text = QStringLiteral("Connected. (Old version detected, reduced functionality)");
-    form->slotStatusChanged(text);
-    QCOMPARE(child<QLabel>("statusLabel")->text(), text);
-    QCOMPARE(look(), before);
-    QCOMPARE(form->errorBoxes, 0);
-    QCOMPARE(int(target->received().size()), sent);
+    } else if (step == QLatin1String("pause")) {
+        QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
+        QCOMPARE(look(), QStringLiteral("Live paused"));
+    } else if (step == QLatin1String("close")) {
+        target->closeClient();
+    } else if (step == QLatin1String("silence")) {
+        target->send(TestFrames::frame(4, 0, 0));
+    } else if (step == QLatin1String("retrying")) {
+        QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(), targetClosed, 10000);
+        QVERIFY(network->isConnecting() && network->isReconnectTimerActive());
+        QVERIFY(!network->isIdleTimerActive());
+    } else if (step == QLatin1String("untaken")) {
+        target->send(TestFrames::frame(2, 0, 0)); // a kind that no decoder takes
+        QTRY_COMPARE(network->queuedPacketCount(), 1);
+        QVERIFY(network->isIdleTimerActive());
+    } else if (step == QLatin1String("decoder")) {
+        form->slotStatusChanged(oldVersion);
+    } else if (step == QLatin1String("short")) {
+        network->shortWrites = true;
+    } else if (step == QLatin1String("command")) {
+        network->sendPacket(TestFrames::frame(1, 2, 6, QByteArray(9, '\1')).constData());
+    } else if (step == QLatin1String("subscribe")) {
+        network->subscribe(1, 0, 100);
+    } else {
+        QFAIL(qPrintable(step));
+    }
 }
 
 void tst_ProfilerForm::portField_data()
@@ -196,7 +222,6 @@ void tst_ProfilerForm::portField_data()
     QTest::newRow("beyond 16 bits") << "99999" << 9264;
     QTest::newRow("zero") << "0" << 9264;
     QTest::newRow("highest port") << "65535" << 65535;
-    QTest::newRow("plain number") << "9300" << 9300;
 }
 
 void tst_ProfilerForm::portField()
@@ -213,42 +238,48 @@ void tst_ProfilerForm::portField()
     form->targetNetwork()->disconnectFromTarget();
 }
 
-// The target goes away while the socket still reports its connection: the
-// bar falls back to Attempt (ending a pause) until the retry brings it back
-// to Live with the six subscriptions once more, exactly once.
-void tst_ProfilerForm::resubscribesAfterReconnection()
+// "Resume" gives "Pause" back, and what arrives from then on is drawn.
+void tst_ProfilerForm::resumeAfterPause()
 {
     goLive();
-    QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
-    QCOMPARE(look(), QStringLiteral("Live paused"));
-    target->closeClient();
-    QTRY_COMPARE(look(), QStringLiteral("Attempt"));
-    QTRY_COMPARE_WITH_TIMEOUT(target->connectionCount(), 2, 15000);
-    QTRY_COMPARE(look(), QStringLiteral("Live"));
-    QTRY_COMPARE(target->received(1), subscriptions());
-    // A marker behind shows that a second round would have arrived by now.
-    form->targetNetwork()->subscribe(0, 0, 0);
-    QTRY_COMPARE(target->received(1).size(), subscriptions().size() + 18);
-    QVERIFY(target->received(1).startsWith(subscriptions()));
-    QCOMPARE(form->errorBoxes, 0);
+    QSignalSpy cpuTab(form->findChild<LineGraph*>()->groups().first(), SIGNAL(dataChanged()));
+    QPushButton* pause = child<QPushButton>("pauseButton");
+    QTest::mouseClick(pause, Qt::LeftButton);
+    QCOMPARE(pause->text(), QStringLiteral("Resume"));
+    target->send(HistoryFrames::cpu(1, 10, 0, 0, 0));
+    QTRY_VERIFY(form->targetNetwork()->isIdleTimerActive()); // read, and dropped
+    QCOMPARE(cpuTab.count(), 0);
+    QTest::mouseClick(pause, Qt::LeftButton);
+    QCOMPARE(look(), QStringLiteral("Live"));
+    target->send(HistoryFrames::cpu(1, 20, 0, 0, 0));
+    QTRY_VERIFY(cpuTab.count() > 0);
 }
 
-// Dropped for silence, the socket is already gone when the status arrives:
-// the bar shows Idle although the link retries, and "Connect" then ends the
-// retries without an error box.
-void tst_ProfilerForm::idleTimeoutShowsIdleWhileRetrying()
+// One pass with a frame for each decoder, sent in reverse: the views learn of
+// them in the order the form created the decoders, each tab as its decoder
+// runs.
+void tst_ProfilerForm::decoderOrder()
 {
     goLive();
-    target->send(TestFrames::frame(4, 0, 0));
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>("statusLabel")->text(),
-                              QStringLiteral("Target closed... Attempting reconnection."), 10000);
-    QCOMPARE(look(), QStringLiteral("Idle"));
-    QVERIFY(form->targetNetwork()->isConnecting());
-    QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
-    QCOMPARE(child<QLabel>("statusLabel")->text(), QStringLiteral("Disconnected."));
-    QVERIFY(!form->targetNetwork()->isConnecting());
-    QCOMPARE(look(), QStringLiteral("Idle"));
-    QCOMPARE(form->errorBoxes, 0);
+    const DSPNetGraph* graph = form->findChild<DSPNetGraph*>();
+    const QList<LineValuesGroup*> tabs = form->findChild<LineGraph*>()->groups();
+    QStringList order;
+    const QStringList names{"cpu", "channels", "codecs", "memory"};
+    for (int i = 0; i < tabs.size(); ++i) {
+        connect(tabs.at(i), &LineValuesGroup::dataChanged, this, [&, i]() {
+            if (order.isEmpty() && !graph->graphNodes().isEmpty())
+                order.append(QStringLiteral("network"));
+            if (order.isEmpty() || order.last() != names.at(i))
+                order.append(names.at(i));
+        });
+    }
+    target->send(HistoryFrames::marked(PacketKind::Stats, 0, 1) +
+                 HistoryFrames::marked(PacketKind::Codec, 0, 1) +
+                 HistoryFrames::marked(PacketKind::Channel, 0, 1) +
+                 HistoryFrames::marked(PacketKind::CPU, 1, 1) + TestNetwork("R<-A").snapshot(6));
+    // The stats packet feeds series on all four tabs.
+    QTRY_COMPARE(order.join(QLatin1Char(' ')),
+                 QStringLiteral("network cpu channels codecs cpu channels codecs memory"));
 }
 
 // The real box, found and closed while its own event loop runs.

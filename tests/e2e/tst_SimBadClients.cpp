@@ -58,7 +58,6 @@ void TestSimBadClients::badClientIsDropped_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("logged");
 
-    QTest::newRow("unknown kind") << header(12, 2) << "unknown frame kind 2/0 (12 bytes)";
     QTest::newRow("text instead of frames")
         << QByteArray("GET / HTTP/1.1\r\n\r\n") << "frame size 542393671 is above";
     QTest::newRow("truncated frame")

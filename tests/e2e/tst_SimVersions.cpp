@@ -67,6 +67,7 @@ void TestSimVersions::everyVersionDecodes()
         mixerTakesDialogue |= input.node == dialogue;
     QVERIFY(mixerTakesDialogue);
     QCOMPARE(ducker->depth, 3); // fader, limiter, mixer, ducker
+    QTRY_COMPARE_WITH_TIMEOUT(tree->groups.size(), qsizetype(9), 5000);
 
     // The simulator's ids have bit 31 set: versions 0 and 1 widen them with
     // the sign.

@@ -98,10 +98,7 @@ void TestSimRequests::splitAnywhere_data()
 
     QTest::newRow("whole") << QList<int>{100000};
     QTest::newRow("single bytes") << QList<int>{1};
-    QTest::newRow("header cut after 4 bytes") << QList<int>{4, 14};
-    QTest::newRow("frame and a bit") << QList<int>{19, 17};
     QTest::newRow("uneven pieces") << QList<int>{3, 11, 2, 29, 7, 140, 1};
-    QTest::newRow("two frames and a half") << QList<int>{45};
 }
 
 void TestSimRequests::splitAnywhere()
