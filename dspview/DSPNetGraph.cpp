@@ -137,7 +137,7 @@ DSPNetGraph::DSPNetGraph(DSPTree* tree, QWidget* parent, Qt::WindowFlags flags)
       showExcessive(false), showCPUUsage(false), showVolumeLevels(false), showGroups(false),
       showGuids(false), showSends(false), showLegend(false), minCPU(0.0f), maxCPU(100.0f),
       useInclusiveCPU(false), repaintTimer(nullptr), contextNodeId(0), nodesFingerprint(0),
-      shownFingerprint(0)
+      layoutFingerprint(0), paintedKey(0), paintedValid(false)
 {
     textPen = makePen(QColor(255, 255, 255, 255), 1);
     shadowPen = makePen(QColor(0, 0, 0, 128), 1);
@@ -328,22 +328,19 @@ void DSPNetGraph::slotProcessTree()
         selectedGroupId = noSelection;
     }
     // A steady network sends the same picture many times a second: a pass that
-    // changes nothing on the screen costs no repaint.
-    const size_t fingerprint = pictureFingerprint();
-    if (fingerprint != shownFingerprint) {
-        shownFingerprint = fingerprint;
+    // leaves the screen as it was last painted costs no repaint.
+    layoutFingerprint = listsFingerprint();
+    if (!paintedValid || pictureKey() != paintedKey)
         requestRepaint();
-    }
 }
 
-// Everything a pass of the tree puts on the screen, and the switches that
-// decide how, folded into one number. The plates are folded in as they are
-// placed, while their names are still in the cache: a second walk over a
-// large network's names would cost more than the layout gained.
-size_t DSPNetGraph::pictureFingerprint() const
+// Everything a pass of the tree puts into the lists, folded into one number.
+// The plates are folded in as they are placed, while their names are still in
+// the cache: a second walk over a large network's names would cost more than
+// the layout gained. Shares and meters count only while they are shown.
+size_t DSPNetGraph::listsFingerprint() const
 {
-    size_t seed = qHashMulti(nodesFingerprint, maxX, maxY, selectedId, selectedGroupId,
-                             showCPUUsage, showVolumeLevels, useInclusiveCPU);
+    size_t seed = qHashMulti(nodesFingerprint, maxX, maxY, showCPUUsage, showVolumeLevels);
     for (const QList<QLine>* lines :
          {standardLines, sendLines, sidechainLines, sendSidechainLines}) {
         seed = qHash(lines->size(), seed);
@@ -356,6 +353,17 @@ size_t DSPNetGraph::pictureFingerprint() const
         seed = qHashMulti(seed, group.rect.x(), group.rect.y(), group.rect.width(),
                           group.rect.height(), group.name, group.guid, group.level);
     return seed;
+}
+
+// The lists and every setting that decides how they are drawn: two equal keys
+// paint the same pixels.
+size_t DSPNetGraph::pictureKey() const
+{
+    const size_t switches =
+        qHashMulti(0, showInactive, showExcessive, showCPUUsage, showVolumeLevels, showGroups,
+                   showGuids, showSends, showLegend, useInclusiveCPU);
+    return qHashMulti(switches, layoutFingerprint, selectedId, selectedGroupId, zoom, minCPU,
+                      maxCPU, highlightText);
 }
 
 void DSPNetGraph::resetLayout()
@@ -704,6 +712,15 @@ void DSPNetGraph::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
     render(&painter, false, event->rect());
+    // A paint of part of the view leaves older pixels beside it: the screen is
+    // known to show the key only when all that is visible was painted.
+    const size_t key = pictureKey();
+    if ((visibleRegion() - event->region()).isEmpty()) {
+        paintedKey = key;
+        paintedValid = true;
+    } else if (key != paintedKey) {
+        paintedValid = false;
+    }
 }
 
 void DSPNetGraph::saveImage(QString fileName)

@@ -173,7 +173,8 @@ private:
     void drawNodeText(QPainter* painter, const QStaticText& text, const QRect& box,
                       const QPen& pen);
     const QStaticText& nodeText(const QString& text);
-    size_t pictureFingerprint() const;
+    size_t listsFingerprint() const;
+    size_t pictureKey() const;
     void drawEllipses(QPainter* painter, const QRectF& area);
     void drawConnections(QPainter* painter, const QRectF& area);
     void drawLineBatches(QPainter* painter, const QList<QLine>& lines, const QRectF& area);
@@ -241,7 +242,9 @@ private:
     quint64 contextNodeId;
     QHash<QString, QStaticText> nodeTexts; // laid-out plate texts by their text
     size_t nodesFingerprint;               // of the plates placed so far in this pass
-    size_t shownFingerprint;               // of the last pass that asked for a repaint
+    size_t layoutFingerprint;              // of the last pass
+    size_t paintedKey;                     // of the picture last painted on the screen
+    bool paintedValid;                     // false while the screen mixes pictures
 };
 
 #endif // DSPNETGRAPH_H

@@ -1,7 +1,10 @@
 #include "GraphFixture.h"
 
 #include <QPainter>
+#include <QScreen>
+
 #include <QtTest>
+#include <functional>
 
 // Pixels of the graph rendered into an image over the screen's backdrop.
 // A state colour or a meter is seen only through the translucent glass plate,
@@ -17,16 +20,14 @@ private Q_SLOTS:
     void highlightMatch();
     void meters_data();
     void meters();
-    void legend_data();
-    void legend();
-    void groupTexts_data();
-    void groupTexts();
+    void paintedTexts_data();
+    void paintedTexts();
     void plateTexts_data();
     void plateTexts();
     void plateTextsFollowChanges_data();
     void plateTextsFollowChanges();
-    void repaintOnlyOnChange_data();
-    void repaintOnlyOnChange();
+    void repaintAfterSnapshot_data();
+    void repaintAfterSnapshot();
 };
 
 namespace {
@@ -187,100 +188,198 @@ void TestDSPNetGraphPaint::meters()
              throughGlass(f.graph.faceplateImage(), colour, at));
 }
 
-// With R<-A,B the lowest row stands at y 85; the samples run from x 10 to 30.
-void TestDSPNetGraphPaint::legend_data()
+// The plates' font as the window sets it up.
+QFont plateFont()
 {
-    QTest::addColumn<bool>("on");
-    QTest::addColumn<int>("y");
-    QTest::addColumn<QColor>("colour");
-
-    QTest::newRow("standard sample") << true << 70 << QColor(200, 200, 200);
-    QTest::newRow("sidechain sample") << true << 85 << QColor(50, 150, 50);
-    QTest::newRow("off: nothing") << false << 70 << backdrop;
+    QFont font;
+    font.setPointSize(7);
+    font.setStyleHint(QFont::SansSerif, QFont::PreferOutline);
+    font.setStretch(125);
+    return font;
 }
 
-void TestDSPNetGraphPaint::legend()
-{
-    QFETCH(bool, on);
-    QFETCH(int, y);
-    GraphFixture f(QStringLiteral("R<-A,B"));
-    f.load();
-    f.graph.setShowLegend(on);
-    QTEST(renderGraph(f.graph).pixelColor(20, y), "colour");
-}
-
-// The group's name is written under its box only from scale 0.5 on.
-void TestDSPNetGraphPaint::groupTexts_data()
+// The legend, the group texts and the "..." mark, drawn by hand where and as
+// the window's description puts them, over the graph painted without them.
+// A and C stand in group 5 inside group 7 (a GUID, two columns wide), B in
+// group 6 inside group 8 (a GUID, one column); D keeps a row free between
+// them, so that no box or line crosses a text.
+void TestDSPNetGraphPaint::paintedTexts_data()
 {
     QTest::addColumn<float>("scale");
-    QTest::addColumn<bool>("written");
+    QTest::addColumn<QString>("shown"); // "groups", "guids", "legend", "image"
 
-    QTest::newRow("0.45: box only") << 0.45f << false;
-    QTest::newRow("0.5: name") << 0.5f << true;
+    QTest::newRow("nothing") << 1.0f << "";
+    QTest::newRow("names and guids") << 1.0f << "groups guids";
+    QTest::newRow("guids alone, at the lower offset") << 1.0f << "guids";
+    QTest::newRow("names alone") << 1.0f << "groups";
+    QTest::newRow("saved image: blue group texts") << 1.0f << "groups guids image";
+    QTest::newRow("scale 0.5: texts at their limit") << 0.5f << "groups legend";
+    QTest::newRow("scale 0.45: boxes without texts") << 0.45f << "groups guids";
+    QTest::newRow("legend") << 1.0f << "legend";
+    QTest::newRow("legend at scale 2") << 2.0f << "legend groups";
 }
 
-void TestDSPNetGraphPaint::groupTexts()
+void TestDSPNetGraphPaint::paintedTexts()
 {
     QFETCH(float, scale);
+    QFETCH(QString, shown);
+    const bool toImage = shown.contains(QLatin1String("image"));
+    const bool names = shown.contains(QLatin1String("groups"));
+    const bool guids = shown.contains(QLatin1String("guids"));
+    const bool legend = shown.contains(QLatin1String("legend"));
+    const QUuid uid(0x12345678, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10);
+    const QString guid = uid.toString(QUuid::WithBraces);
     QImage images[2];
-    for (int named = 0; named < 2; ++named) {
-        GraphFixture f(QStringLiteral("R<-A"));
-        f.net.node(QStringLiteral("A")).groupId = 5;
-        TestGroup group;
-        group.id = 5;
-        group.name = named ? QStringLiteral("Reverbs") : QString();
-        f.tree.acceptGroupFrame(TestFrames::groupTable({group}));
+    QList<GraphGroup> groups;
+    int maxY = 0;
+    for (int withTexts = 0; withTexts < 2; ++withTexts) {
+        GraphFixture f(QStringLiteral("R<-A,D,B; A<-C; B<-P; P<-I0,I1,I2,I3,I4,I5"));
+        for (const char* name : {"A", "C"})
+            f.net.node(QLatin1String(name)).groupId = 5;
+        f.net.node(QStringLiteral("B")).groupId = 6;
+        const auto text = [withTexts](const char* name) {
+            return withTexts ? QString::fromLatin1(name) : QString();
+        };
+        f.tree.acceptGroupFrame(
+            TestFrames::groupTable({{5, 7, {}, text("Reverbs")},
+                                    {6, 8, {}, text("Echoes")},
+                                    {7, 0, withTexts ? uid : QUuid(), text("Bus")},
+                                    {8, 0, withTexts ? uid : QUuid(), text("Mix")}}));
         f.load();
-        f.graph.setShowGroups(true);
+        f.graph.setShowGroups(names);
+        f.graph.setShowGuids(guids);
+        f.graph.setShowLegend(legend && withTexts);
         f.graph.setScale(scale);
-        images[named] = renderGraph(f.graph);
+        images[withTexts] = QImage(f.graph.size(), QImage::Format_ARGB32);
+        images[withTexts].fill(backdrop);
+        QPainter painter(&images[withTexts]);
+        f.graph.render(&painter, toImage);
+        groups = f.graph.graphGroups();
+        for (const GraphNode& node : f.graph.graphNodes())
+            maxY = std::max(maxY, node.position.y());
     }
-    QTEST(images[0] != images[1], "written");
+    QPainter painter(&images[0]);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+    const QColor textColour = toImage ? QColor(66, 186, 255) : QColor(255, 255, 200);
+    for (const GraphGroup& g : groups) {
+        const QRectF r(g.rect.topLeft() * scale, g.rect.size() * scale);
+        if (scale < 0.5f)
+            break;
+        painter.setPen(textColour);
+        const bool together = names && guids && !g.guid.isEmpty() && g.rect.width() > 240.0;
+        const auto write = [&](int offset, const QString& text) {
+            painter.drawText(int(r.x()), int(r.height() + offset * 5 * double(scale) + r.y()),
+                             text);
+        };
+        if (names && !g.name.isEmpty())
+            write(g.level, together ? g.name + QLatin1Char(' ') + g.guid : g.name);
+        if (guids && !g.guid.isEmpty() && !together)
+            write(g.level + 2, g.guid);
+    }
+    QCOMPARE(groups.size(), 4);
+    QCOMPARE(groups.at(2).guid, guid);
+    // "..." in its box, 24 points, grey, on the row after I1, on nothing else.
+    const QRect dots(610, 300, 120, 45);
+    const QRect device =
+        QRectF(QRectF(dots).topLeft() * scale, QSizeF(dots.size()) * scale).toRect();
+    QImage alone(device.size(), QImage::Format_ARGB32);
+    alone.fill(backdrop);
+    QPainter dotsPainter(&alone);
+    dotsPainter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+    dotsPainter.translate(-device.topLeft());
+    dotsPainter.scale(scale, scale);
+    QFont big;
+    big.setPointSize(24);
+    dotsPainter.setFont(big);
+    dotsPainter.setPen(QColor(200, 200, 200));
+    dotsPainter.drawText(dots, Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("..."));
+    dotsPainter.end();
+    QCOMPARE(images[1].copy(device), alone);
+    painter.scale(scale, scale);
+    if (legend) {
+        const int b = maxY;
+        painter.setFont(plateFont());
+        painter.setPen(Qt::white);
+        painter.drawText(10, b - 27, QStringLiteral("Connections:"));
+        const QPen pens[] = {QPen(QColor(200, 200, 200), 2), QPen(QColor(50, 150, 50), 2),
+                             QPen(QBrush(QColor(200, 200, 200)), 2, Qt::DotLine),
+                             QPen(QBrush(QColor(50, 150, 50)), 2, Qt::DotLine)};
+        const char* texts[] = {"Standard", "Sidechain", "Send", "Send Sidechain"};
+        for (int i = 0; i < 4; ++i) {
+            const int y = b - 15 + 15 * i;
+            painter.setPen(pens[i]);
+            painter.drawLine(10, y, 30, y);
+            painter.setPen(Qt::white);
+            painter.drawText(40, y + 3, QString::fromLatin1(texts[i]));
+        }
+    }
+    painter.end();
+
+    QCOMPARE(images[1], images[0]);
 }
 
 // A plate's text looks exactly as the painter writes the same text into the
 // plate's text box: wrapped at blanks, centred both ways, cut at the box, and
-// never read as markup. The reference is the unit's plate, unnamed, with the
-// text written over it by hand.
+// never read as markup; with the CPU figures, the chosen share as a
+// percentage with two decimals on a line of its own above the name. The
+// reference is the unit's plate, unnamed and without figures, with the text
+// written over it by hand; the highlight gives both plates one colour.
 void TestDSPNetGraphPaint::plateTexts_data()
 {
     QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("cpuMode"); // 0 off, 1 exclusive share, 2 inclusive share
+    QTest::addColumn<float>("share");
+    QTest::addColumn<QString>("written");
 
-    QTest::newRow("one line") << QStringLiteral("Fader");
-    QTest::newRow("wrapped at a blank") << QStringLiteral("Lowpass Filter Unit Two");
-    QTest::newRow("markup stays text") << QStringLiteral("<b>bold</b> &amp; x");
-    QTest::newRow("word wider than the plate") << QStringLiteral("Superlongwordwithoutbreaks");
-    QTest::newRow("line break in the name") << QStringLiteral("Two\nLines");
-    QTest::newRow("more lines than fit") << QStringLiteral("A\nB\nC\nD\nE\nF");
+    // clang-format off
+    QTest::newRow("one line") << "Fader" << 0 << 0.0f << "Fader";
+    QTest::newRow("wrapped at a blank") << "Lowpass Filter Unit Two" << 0 << 0.0f
+        << "Lowpass Filter Unit Two";
+    QTest::newRow("markup stays text") << "<b>bold</b> &amp; x" << 0 << 0.0f
+        << "<b>bold</b> &amp; x";
+    QTest::newRow("word wider than the plate") << "Superlongwordwithoutbreaks" << 0 << 0.0f
+        << "Superlongwordwithoutbreaks";
+    QTest::newRow("line break in the name") << "Two\nLines" << 0 << 0.0f << "Two\nLines";
+    QTest::newRow("more lines than fit") << "A\nB\nC\nD\nE\nF" << 0 << 0.0f << "A\nB\nC\nD\nE\nF";
+    QTest::newRow("exclusive share") << "Fader" << 1 << 0.125f << "[12.50%]\nFader";
+    QTest::newRow("inclusive share, whole") << "Fader" << 2 << 1.0f << "[100.00%]\nFader";
+    QTest::newRow("share rounds to nothing") << "Fader" << 1 << 0.00004f << "[0.00%]\nFader";
+    QTest::newRow("figures without a name") << "" << 1 << 0.5f << "[50.00%]\n";
+    // clang-format on
 }
 
 void TestDSPNetGraphPaint::plateTexts()
 {
     QFETCH(QString, name);
+    QFETCH(int, cpuMode);
+    QFETCH(float, share);
+    QFETCH(QString, written);
     QImage images[2];
     QRect plate;
     for (int named = 0; named < 2; ++named) {
         GraphFixture f(QStringLiteral("R<-A"));
         f.net.node(QStringLiteral("A")).name = named ? name : QString();
         f.load();
+        DSPNode* a = f.tree.nodes.value(2);
+        (cpuMode == 2 ? a->inclusiveCPU : a->exclusiveCPU) = share;
+        f.graph.slotProcessTree();
+        f.graph.setHighlightText(QStringLiteral("0x2"));
+        f.graph.setShowCPUUsage(named && cpuMode > 0);
+        f.graph.setInclusiveCPU(cpuMode == 2);
         images[named] = renderGraph(f.graph);
         const GraphNode& node = f.graph.graphNodes().at(1);
         plate = QRect(node.position, QSize(120, 45));
         if (named)
             continue;
-        QFont font;
-        font.setPointSize(7);
-        font.setStyleHint(QFont::SansSerif, QFont::PreferOutline);
-        font.setStretch(125);
         QPainter painter(&images[0]);
         painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-        painter.setFont(font);
+        painter.setFont(plateFont());
         const QRect box(node.position + QPoint(5, 5), QSize(110, 35));
         const int flags = Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextWordWrap;
         painter.setPen(QColor(0, 0, 0, 128));
-        painter.drawText(box.translated(0, 1), flags, name);
+        painter.drawText(box.translated(0, 1), flags, written);
         painter.setPen(Qt::white);
-        painter.drawText(box, flags, name);
+        painter.drawText(box, flags, written);
     }
     QCOMPARE(images[1].copy(plate), images[0].copy(plate));
 }
@@ -325,65 +424,126 @@ void TestDSPNetGraphPaint::plateTextsFollowChanges()
     QCOMPARE(renderGraph(changed.graph), renderGraph(fresh.graph));
 }
 
-// A snapshot that changes nothing on the screen is not painted again; one
-// that changes anything shown is. Meters and figures count only when shown.
-void TestDSPNetGraphPaint::repaintOnlyOnChange_data()
+// What the screen shows of the graph, and what a paint of its present state
+// shows.
+QImage onScreen(QWidget* widget)
 {
-    QTest::addColumn<QString>("shown");
+    const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(widget->winId());
+    return shot.toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+QImage freshPaint(QWidget* widget)
+{
+    return widget->grab().toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+// A snapshot that changes nothing on the screen is not painted again; one that
+// changes anything shown is, and so is the same snapshot again after any input
+// of the picture changed without reaching the screen: a click beside the plates
+// (which repaints nothing by itself), or a change whose own repaint was lost.
+void TestDSPNetGraphPaint::repaintAfterSnapshot_data()
+{
+    QTest::addColumn<QString>("shown"); // switched on before the first snapshot
     QTest::addColumn<QString>("change");
     QTest::addColumn<bool>("painted");
 
-    QTest::newRow("same snapshot again") << ""
-                                         << "" << false;
-    QTest::newRow("unit switched off") << ""
-                                       << "off" << true;
-    QTest::newRow("unit renamed") << ""
-                                  << "rename" << true;
-    QTest::newRow("input added") << ""
-                                 << "grow" << true;
-    QTest::newRow("meter moved, meters hidden") << ""
-                                                << "level" << false;
-    QTest::newRow("meter moved, meters shown") << "meters"
-                                               << "level" << true;
-    QTest::newRow("cpu moved, figures hidden") << ""
-                                               << "cpu" << false;
-    QTest::newRow("cpu moved, figures shown") << "figures"
-                                              << "cpu" << true;
-    QTest::newRow("same snapshot, all shown") << "meters figures"
-                                              << "" << false;
+    // clang-format off
+    QTest::newRow("same snapshot again") << "" << "" << false;
+    QTest::newRow("same snapshot, all shown") << "meters figures" << "" << false;
+    QTest::newRow("unit switched off") << "" << "off" << true;
+    QTest::newRow("unit renamed") << "" << "rename" << true;
+    QTest::newRow("input added") << "" << "grow" << true;
+    QTest::newRow("meter moved, meters hidden") << "" << "level" << false;
+    QTest::newRow("meter moved, meters shown") << "meters" << "level" << true;
+    QTest::newRow("cpu moved, figures hidden") << "" << "cpu" << false;
+    QTest::newRow("cpu moved, figures shown") << "figures" << "cpu" << true;
+    QTest::newRow("plate selected") << "" << "select" << true;
+    QTest::newRow("selection ended beside the plates") << "" << "unselect" << true;
+    QTest::newRow("highlight text") << "" << "highlight" << true;
+    QTest::newRow("scale") << "" << "scale" << true;
+    QTest::newRow("low end of the cpu scale") << "figures" << "min" << true;
+    QTest::newRow("high end of the cpu scale") << "figures" << "max" << true;
+    QTest::newRow("inclusive share") << "figures" << "inclusive" << true;
+    QTest::newRow("show cpu usage") << "" << "figures" << true;
+    QTest::newRow("show volume levels") << "" << "meters" << true;
+    QTest::newRow("show groups") << "" << "groups" << true;
+    QTest::newRow("show guids") << "" << "guids" << true;
+    QTest::newRow("show sends") << "" << "sends" << true;
+    QTest::newRow("show legend") << "" << "legend" << true;
+    QTest::newRow("show inactive") << "" << "inactive" << true;
+    QTest::newRow("show excessive") << "" << "excessive" << true;
+    // clang-format on
 }
 
-void TestDSPNetGraphPaint::repaintOnlyOnChange()
+void TestDSPNetGraphPaint::repaintAfterSnapshot()
 {
     QFETCH(QString, shown);
     QFETCH(QString, change);
-    GraphFixture f(QStringLiteral("R<-A; A<-C"));
+    // Five active inputs of R collapse; G is inactive; D sends to A; A and F
+    // stand in a named group inside a group with a GUID.
+    GraphFixture f(QStringLiteral("R<-A,B,C,D,E,G; A<-F"));
     TestNode& a = f.net.node(QStringLiteral("A"));
     a.decibels = {-10};
     a.exclusiveTime = 10;
+    a.groupId = 5;
+    f.net.node(QStringLiteral("F")).exclusiveTime = 300;
+    f.net.node(QStringLiteral("F")).groupId = 5;
+    f.net.node(QStringLiteral("G")).active = false;
+    f.net.node(QStringLiteral("D")).sendTargetId = a.id;
     f.net.sampleRate = 48000;
     f.net.blockLength = 1024;
+    f.tree.acceptGroupFrame(TestFrames::groupTable(
+        {{5, 7, {}, QStringLiteral("Reverbs")},
+         {7, 0, QUuid(0x12345678, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10), QStringLiteral("Bus")}}));
     f.graph.setShowVolumeLevels(shown.contains(QLatin1String("meters")));
     f.graph.setShowCPUUsage(shown.contains(QLatin1String("figures")));
     f.graph.show();
     QVERIFY(QTest::qWaitForWindowExposed(&f.graph));
     f.load();
-    QTest::qWait(50);
+    const QPoint plateA(250, 20);
+    if (change == QLatin1String("unselect"))
+        QTest::mouseClick(&f.graph, Qt::LeftButton, {}, plateA);
+    QTRY_COMPARE(onScreen(&f.graph), freshPaint(&f.graph));
     PaintCount count;
     f.graph.installEventFilter(&count);
-    if (change == QLatin1String("off"))
-        a.active = false;
-    if (change == QLatin1String("rename"))
-        a.name = QStringLiteral("Echo");
-    if (change == QLatin1String("level"))
-        a.decibels = {-20};
-    if (change == QLatin1String("cpu"))
-        a.exclusiveTime = 500;
-    if (change == QLatin1String("grow"))
-        f.net = TestNetwork(QStringLiteral("R<-A,B; A<-C"));
+    const QHash<QString, std::function<void()>> changes = {
+        {"off", [&] { a.active = false; }},
+        {"rename", [&] { a.name = QStringLiteral("Echo"); }},
+        {"level", [&] { a.decibels = {-20}; }},
+        {"cpu", [&] { a.exclusiveTime = 500; }},
+        {"grow",
+         [&] {
+             f.net.node(QStringLiteral("A")).name = QStringLiteral("A");
+             f.net = TestNetwork(QStringLiteral("R<-A,B,C,D,E,G; A<-F,H"));
+         }},
+        {"select", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, plateA); }},
+        {"unselect", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, QPoint(5, 200)); }},
+        {"highlight", [&] { f.graph.setHighlightText(QStringLiteral("B")); }},
+        {"scale", [&] { f.graph.setScale(0.8f); }},
+        {"min", [&] { f.graph.setMinCPU(0.001f); }},
+        {"max", [&] { f.graph.setMaxCPU(0.02f); }},
+        {"inclusive", [&] { f.graph.setInclusiveCPU(true); }},
+        {"figures", [&] { f.graph.setShowCPUUsage(true); }},
+        {"meters", [&] { f.graph.setShowVolumeLevels(true); }},
+        {"groups", [&] { f.graph.setShowGroups(true); }},
+        {"guids", [&] { f.graph.setShowGuids(true); }},
+        {"sends", [&] { f.graph.setShowSends(true); }},
+        {"legend", [&] { f.graph.setShowLegend(true); }},
+        {"inactive", [&] { f.graph.setShowInactive(true); }},
+        {"excessive", [&] { f.graph.setShowExcessive(true); }},
+    };
+    if (!change.isEmpty())
+        changes.value(change)();
+    const QImage before = onScreen(&f.graph);
+    // Whatever the change asked for is lost; only the snapshot can repaint.
+    f.graph.findChild<QTimer*>()->stop();
     f.load();
     QTest::qWait(50);
     QTEST(count.paints > 0, "painted");
+    const QImage after = freshPaint(&f.graph);
+    QCOMPARE(onScreen(&f.graph), after);
+    if (change != QLatin1String("level") && change != QLatin1String("cpu") && !change.isEmpty())
+        QVERIFY(after != before); // the row changes the picture
 }
 
 QTEST_MAIN(TestDSPNetGraphPaint)
