@@ -86,25 +86,24 @@ void TestDSPNetGraphLayout::layout()
 {
     QFETCH(QString, network);
     QFETCH(QString, options);
-    GraphFixture f(network);
+    NetworkFixture f(network);
     f.apply(options);
-    f.load();
-    QTEST(layoutText(f.graph), "expected");
+    QTEST(layoutText(f.layOut()), "expected");
 }
 
 void TestDSPNetGraphLayout::connectionLists()
 {
-    GraphFixture f(QStringLiteral("R<-A+sidechain,B+send,C+send+sidechain,D"));
+    NetworkFixture f(QStringLiteral("R<-A+sidechain,B+send,C+send+sidechain,D"));
     f.net.node(QStringLiteral("A")).name = QStringLiteral("a:b");
     f.net.node(QStringLiteral("B")).name = QStringLiteral("c: d");
     f.net.node(QStringLiteral("D")).sendTargetId = f.net.node(QStringLiteral("A")).id;
     f.net.node(QStringLiteral("C")).sendTargetId = 99; // nowhere in the network
-    f.load();
-    QCOMPARE(nodesText(f.graph), "R@10,10 a: b@210,10 c:  d@210,85 C@210,160 D@210,235");
-    QCOMPARE(linesText(f.graph.graphStandardLines()), "210,257>130,46");
-    QCOMPARE(linesText(f.graph.graphSidechainLines()), "210,32>130,19");
-    QCOMPARE(linesText(f.graph.graphSendLines()), "210,107>130,28 270,257>270,32");
-    QCOMPARE(linesText(f.graph.graphSendSidechainLines()), "210,182>130,37");
+    const DSPNetGraphLayout& layout = f.layOut();
+    QCOMPARE(nodesText(layout), "R@10,10 a: b@210,10 c:  d@210,85 C@210,160 D@210,235");
+    QCOMPARE(linesText(layout.standardLines), "210,257>130,46");
+    QCOMPARE(linesText(layout.sidechainLines), "210,32>130,19");
+    QCOMPARE(linesText(layout.sendLines), "210,107>130,28 270,257>270,32");
+    QCOMPARE(linesText(layout.sendSidechainLines), "210,182>130,37");
 }
 
 // Groups of R<-A,B,C: A at (210, 10), B at (210, 85), C at (210, 160). A table
@@ -141,7 +140,7 @@ void TestDSPNetGraphLayout::groups()
 {
     QFETCH(QString, members);
     QFETCH(QString, table);
-    GraphFixture f(QStringLiteral("R<-A,B,C"));
+    NetworkFixture f(QStringLiteral("R<-A,B,C"));
     for (const QString& member : members.split(QLatin1Char(' '), Qt::SkipEmptyParts))
         f.net.node(member.left(1)).groupId = member.mid(2).toULongLong();
     QList<TestGroup> records;
@@ -154,9 +153,8 @@ void TestDSPNetGraphLayout::groups()
                         parts[2]});
     }
     f.tree.acceptGroupFrame(TestFrames::groupTable(records));
-    f.load();
     QStringList result;
-    for (const GraphGroup& g : f.graph.graphGroups()) {
+    for (const GraphGroup& g : f.layOut().groups) {
         const QRect r = g.rect.toRect();
         result << QStringLiteral("%1/%2/%3,%4,%5,%6/%7/%8/%9")
                       .arg(g.id)
@@ -201,14 +199,14 @@ void TestDSPNetGraphLayout::selection()
     f.net.node(QStringLiteral("B")).id = 77;
     f.load();
     QTest::mouseClick(&f.graph, Qt::LeftButton, {}, QPoint(250, 100));
-    QCOMPARE(f.graph.selectedNodeId(), quint64(77));
+    QCOMPARE(f.graph.viewSettings().selectedId, quint64(77));
     QSignalSpy spy(&f.graph, SIGNAL(selectedNodePositionChanged(QPoint, QPoint)));
     f.net = TestNetwork(second);
     if (f.net.names().contains(QStringLiteral("B")))
         f.net.node(QStringLiteral("B")).id = 77;
     f.apply(options);
     f.load();
-    QTEST(f.graph.selectedNodeId() == 77, "kept");
+    QTEST(f.graph.viewSettings().selectedId == 77, "kept");
     QCOMPARE(spy.size(), moved.isNull() ? 0 : 1);
     if (!moved.isNull())
         QCOMPARE(spy.at(0), QVariantList({moved, QPoint(210, 85)}));
@@ -235,9 +233,8 @@ void TestDSPNetGraphLayout::deepAndTangled_data()
 void TestDSPNetGraphLayout::deepAndTangled()
 {
     QFETCH(QString, network);
-    GraphFixture f(network);
-    f.load();
-    QTEST(int(f.graph.graphNodes().size()), "placed");
+    NetworkFixture f(network);
+    QTEST(int(f.layOut().nodes.size()), "placed");
 }
 
 void TestDSPNetGraphLayout::onlyTwoSwitchesRelayout_data()
@@ -264,7 +261,7 @@ void TestDSPNetGraphLayout::onlyTwoSwitchesRelayout()
     f.tree.acceptNetworkFrame(TestNetwork(QStringLiteral("R<-A,B,C")).snapshot(6));
     const Setter chosen = setters[setter];
     (f.graph.*chosen)(true);
-    QTEST(f.graph.graphNodes().size() == 4, "relayout");
+    QTEST(f.graph.graphLayout().nodes.size() == 4, "relayout");
 }
 
 // R<-A,B needs 480 by 180 at scale 1.0; the second snapshot R<-A only 480 by 105.

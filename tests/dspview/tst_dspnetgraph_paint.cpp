@@ -149,7 +149,7 @@ void TestDSPNetGraphPaint::highlightMatch()
     node.name = QStringLiteral("Lowpass: 2");
     node.id = 0x12ff;
     node.groupId = 0xabc0;
-    QTEST(DSPNetGraph::highlightMatches(node, text), "match");
+    QTEST(DSPNetGraphPainter::highlightMatches(node, text), "match");
 }
 
 // A's state rectangle spans rows 13 to 51; its first meter columns 213 to 219.
@@ -254,9 +254,8 @@ void TestDSPNetGraphPaint::paintedTexts()
         images[withTexts].fill(backdrop);
         QPainter painter(&images[withTexts]);
         f.graph.render(&painter, toImage);
-        groups = f.graph.graphGroups();
-        for (const GraphNode& node : f.graph.graphNodes())
-            maxY = std::max(maxY, node.position.y());
+        groups = f.graph.graphLayout().groups;
+        maxY = f.graph.graphLayout().maxY;
     }
     QPainter painter(&images[0]);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
@@ -367,7 +366,7 @@ void TestDSPNetGraphPaint::plateTexts()
         f.graph.setShowCPUUsage(named && cpuMode > 0);
         f.graph.setInclusiveCPU(cpuMode == 2);
         images[named] = renderGraph(f.graph);
-        const GraphNode& node = f.graph.graphNodes().at(1);
+        const GraphNode& node = f.graph.graphLayout().nodes.at(1);
         plate = QRect(node.position, QSize(120, 45));
         if (named)
             continue;

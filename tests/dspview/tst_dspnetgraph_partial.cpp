@@ -112,9 +112,9 @@ void TestDSPNetGraphPartial::tilesMatchWholeRender()
     f.graph.setMaxCPU(0.01f);
     f.graph.setHighlightText(QStringLiteral("0x3"));
     f.graph.setScale(scale);
-    QVERIFY(!f.graph.graphEllipsisPoints().isEmpty());
-    QVERIFY(!f.graph.graphSendLines().isEmpty());
-    QVERIFY(!f.graph.graphSendSidechainLines().isEmpty());
+    const DSPNetGraphLayout& layout = f.graph.graphLayout();
+    QVERIFY(!layout.ellipsisPoints.isEmpty() && !layout.sendLines.isEmpty());
+    QVERIFY(!layout.sendSidechainLines.isEmpty());
 
     const QImage whole = tiledRender(f.graph, tile, false);
     const QImage culled = tiledRender(f.graph, tile, true);
