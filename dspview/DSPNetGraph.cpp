@@ -186,27 +186,22 @@ void DSPNetGraph::updateWidgetSize(bool force)
 // most of it is out of view: a repaint draws only what touches its rectangle.
 void DSPNetGraph::paintEvent(QPaintEvent* event)
 {
-    netPainter->setScale(settings.scale, devicePixelRatioF());
     QPainter painter(this);
     render(&painter, false, event->rect());
     repaintDecision->painted(settings, (visibleRegion() - event->region()).isEmpty());
 }
 
-// The image is made at one device pixel per logical pixel, whatever the
-// screen.
+// The image has one pixel per logical pixel, whatever the screen.
 void DSPNetGraph::saveImage(QString fileName)
 {
     if (qint64(width()) * height() * 4 > maxImageBytes)
         return;
-    const qreal screenRatio = netPainter->devicePixelRatio();
-    netPainter->setScale(settings.scale, 1.0);
     QImage image(size(), QImage::Format_ARGB32);
     QPainter painter(&image);
     image.fill(Qt::transparent);
     render(&painter, true);
     painter.end();
     image.save(fileName);
-    netPainter->setScale(settings.scale, screenRatio);
 }
 
 void DSPNetGraph::render(QPainter* painter, bool toImage)

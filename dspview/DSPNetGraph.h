@@ -63,7 +63,6 @@ public:
 
     // --- Test hooks: read-only views for tests, nothing else uses them. ---
     const QList<GraphNode>& graphNodes() const { return netLayout->nodes; }
-    const QImage& faceplateImage() const { return netPainter->faceplateImage(); }
     // --- End of test hooks. ---
 
 Q_SIGNALS:

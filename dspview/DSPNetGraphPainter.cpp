@@ -124,8 +124,9 @@ void DSPNetGraphPainter::setScale(float scale, qreal devicePixelRatio)
 
 // The plates are scaled once per change of scale, by the reader, so that a
 // repaint draws them as they are. On a screen of two device pixels per
-// logical pixel they are read at twice the size from the larger images and
-// drawn at the logical size, so that they are as sharp as the texts.
+// logical pixel they are read at twice the size, from the larger images where
+// that is larger than the smaller ones, and drawn at the logical size, so
+// that they are as sharp as the texts.
 void DSPNetGraphPainter::loadFaceplates()
 {
     // Every graph of the process draws the same two plates: decode and scale
@@ -138,7 +139,9 @@ void DSPNetGraphPainter::loadFaceplates()
     const float pixels = zoom * float(pixelRatio);
     const QSize size(int(pixels * float(plateWidth)), int(pixels * float(plateHeight)));
     if (size != cachedSize || pixelRatio != cachedRatio || cachedFaceplate.isNull()) {
-        const bool large = pixelRatio > 1.0;
+        // The larger images serve only sizes beyond the smaller ones, so that
+        // at one device pixel per logical pixel nothing changes.
+        const bool large = size.width() > 2 * plateWidth;
         cachedFaceplate = readScaled(large ? faceplatePath2x : faceplatePath, size, pixelRatio);
         cachedHighlight =
             readScaled(large ? faceplateHighlightPath2x : faceplateHighlightPath, size, pixelRatio);
@@ -164,6 +167,8 @@ void DSPNetGraphPainter::render(QPainter* painter, const DSPNetGraphLayout& layo
                                 const DSPNetGraphSettings& settings, bool toImage,
                                 const QRectF& area)
 {
+    // The plates for the device's pixel ratio: the screen's, or 1 for an image.
+    setScale(zoom, painter->device()->devicePixelRatio());
     this->layout = &layout;
     this->settings = &settings;
     this->area = area;

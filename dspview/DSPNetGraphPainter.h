@@ -31,7 +31,8 @@ public:
     qreal devicePixelRatio() const { return pixelRatio; }
 
     // Draws what can touch `area`, in unscaled graph coordinates; a whole
-    // render passes everywhere.
+    // render passes everywhere. The plates are read for the pixel ratio of
+    // the painter's device.
     void render(QPainter* painter, const DSPNetGraphLayout& layout,
                 const DSPNetGraphSettings& settings, bool toImage, const QRectF& area);
     // The area of graph coordinates that a repaint of `exposed`, a rectangle
@@ -41,8 +42,6 @@ public:
 
     // True when the node's plate is painted magenta for the search text.
     static bool highlightMatches(const GraphNode& node, const QString& text);
-
-    const QImage& faceplateImage() const { return faceplate; }
 
 private:
     void loadFaceplates();

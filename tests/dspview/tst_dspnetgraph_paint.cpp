@@ -1,5 +1,6 @@
 #include "GraphFixture.h"
 
+#include <QImageReader>
 #include <QPainter>
 #include <QScreen>
 
@@ -16,12 +17,12 @@ class TestDSPNetGraphPaint : public QObject
 private Q_SLOTS:
     void stateColour_data();
     void stateColour();
-    void highlightMatch_data();
-    void highlightMatch();
     void meters_data();
     void meters();
     void paintedTexts_data();
     void paintedTexts();
+    void platesAtPixelRatio_data();
+    void platesAtPixelRatio();
     void plateTexts_data();
     void plateTexts();
     void plateTextsFollowChanges_data();
@@ -41,6 +42,14 @@ QImage renderGraph(DSPNetGraph& graph)
     QPainter painter(&image);
     graph.render(&painter, false);
     return image;
+}
+
+// The plate image as the graph reads it at scale 1.0.
+QImage plateImage()
+{
+    QImageReader reader(QStringLiteral(":Profiler/node-faceplate.png"));
+    reader.setScaledSize(QSize(120, 45));
+    return reader.read();
 }
 
 // What the plate shows at `at` (plate coordinates) with `under` beneath it.
@@ -92,7 +101,14 @@ void TestDSPNetGraphPaint::stateColour_data()
     QTest::newRow("bypassed is white") << "bypass:A" << "" << 0 << 0.0f << white;
     QTest::newRow("inactive is the backdrop") << "off:A inactive" << "" << 0 << 0.0f << backdrop;
     QTest::newRow("bypass beats inactive") << "off:A bypass:A inactive" << "" << 0 << 0.0f << white;
-    QTest::newRow("highlight beats bypass") << "bypass:A" << "A" << 0 << 0.0f << magenta;
+    QTest::newRow("highlight beats bypass") << "bypass:A" << "pass: 2" << 0 << 0.0f << magenta;
+    QTest::newRow("name search is case-sensitive") << "" << "lowpass" << 0 << 0.0f << active;
+    QTest::newRow("id tail") << "" << "0xFF" << 0 << 0.0f << magenta;
+    QTest::newRow("whole id zero-filled") << "" << "0x00000000000012ff" << 0 << 0.0f << magenta;
+    QTest::newRow("group id tail") << "" << "0xbc0" << 0 << 0.0f << magenta;
+    QTest::newRow("id digits not at the end") << "" << "0x12" << 0 << 0.0f << active;
+    QTest::newRow("capital X is a name search") << "" << "0XFF" << 0 << 0.0f << active;
+    QTest::newRow("0x alone is a name search") << "" << "0x" << 0 << 0.0f << active;
     QTest::newRow("cpu at the low end: green") << "" << "" << 1 << 0.0f << green;
     QTest::newRow("cpu half way: yellow") << "" << "" << 1 << 0.1f << yellow;
     QTest::newRow("cpu above the high end: red") << "" << "" << 1 << 0.7f << red;
@@ -101,7 +117,7 @@ void TestDSPNetGraphPaint::stateColour_data()
     // clang-format on
 }
 
-// Low end 0.0, high end 0.2.
+// Low end 0.0, high end 0.2. The unit: name "Lowpass:2", id 0x12ff, group 0xabc0.
 void TestDSPNetGraphPaint::stateColour()
 {
     QFETCH(QString, options);
@@ -110,46 +126,22 @@ void TestDSPNetGraphPaint::stateColour()
     QFETCH(float, share);
     QFETCH(QColor, colour);
     GraphFixture f(QStringLiteral("R<-A"));
+    TestNode& a = f.net.node(QStringLiteral("A"));
+    a.name = QStringLiteral("Lowpass:2");
+    a.id = 0x12ff;
+    a.groupId = 0xabc0;
     f.apply(options);
     f.load();
-    (cpuMode == 2 ? f.tree.nodes.value(2)->inclusiveCPU : f.tree.nodes.value(2)->exclusiveCPU) =
-        share;
+    DSPNode* unit = f.tree.nodes.value(0x12ff);
+    (cpuMode == 2 ? unit->inclusiveCPU : unit->exclusiveCPU) = share;
     f.graph.slotProcessTree();
     f.graph.setHighlightText(highlight);
     f.graph.setMaxCPU(0.2f);
     f.graph.setShowCPUUsage(cpuMode > 0);
     f.graph.setInclusiveCPU(cpuMode == 2);
-    const QImage& plate = f.graph.faceplateImage();
+    const QImage plate = plateImage();
     QVERIFY(throughGlass(plate, Qt::black, probe) != throughGlass(plate, Qt::white, probe));
     QCOMPARE(renderGraph(f.graph).pixelColor(plateA + probe), throughGlass(plate, colour, probe));
-}
-
-void TestDSPNetGraphPaint::highlightMatch_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("match");
-
-    // The unit: name "Lowpass: 2", id 0x12ff, group 0xabc0.
-    // clang-format off
-    QTest::newRow("name part") << "pass: 2" << true;
-    QTest::newRow("name is case-sensitive") << "lowpass" << false;
-    QTest::newRow("id tail") << "0xFF" << true;
-    QTest::newRow("whole id zero-filled") << "0x00000000000012ff" << true;
-    QTest::newRow("group id tail") << "0xbc0" << true;
-    QTest::newRow("id digits not at the end") << "0x12" << false;
-    QTest::newRow("capital X is a name search") << "0XFF" << false;
-    QTest::newRow("0x alone is a name search") << "0x" << false;
-    // clang-format on
-}
-
-void TestDSPNetGraphPaint::highlightMatch()
-{
-    QFETCH(QString, text);
-    GraphNode node;
-    node.name = QStringLiteral("Lowpass: 2");
-    node.id = 0x12ff;
-    node.groupId = 0xabc0;
-    QTEST(DSPNetGraphPainter::highlightMatches(node, text), "match");
 }
 
 // A's state rectangle spans rows 13 to 51; its first meter columns 213 to 219.
@@ -184,8 +176,7 @@ void TestDSPNetGraphPaint::meters()
     f.load();
     f.graph.setShowVolumeLevels(true);
     const QPoint at(6, row - plateA.y());
-    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + at),
-             throughGlass(f.graph.faceplateImage(), colour, at));
+    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + at), throughGlass(plateImage(), colour, at));
 }
 
 // The plates' font as the window sets it up.
@@ -315,6 +306,68 @@ void TestDSPNetGraphPaint::paintedTexts()
     painter.end();
 
     QCOMPARE(images[1], images[0]);
+}
+
+// The plates are read at scale times the device pixel ratio, from the larger
+// images only where the smaller ones are too small, and every device pixel of
+// the rim is a pixel of that image: at ratio 2 the rim is as sharp as the
+// image, not a smaller image stretched. Plate A stands at (210, 10) in R<-A.
+void TestDSPNetGraphPaint::platesAtPixelRatio_data()
+{
+    QTest::addColumn<float>("scale");
+    QTest::addColumn<qreal>("ratio");
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QSize>("readAt");
+
+    const QString small = QStringLiteral(":Profiler/node-faceplate.png");
+    const QString large = QStringLiteral(":Profiler/node-faceplate@2x.png");
+    QTest::newRow("ratio 1, scale 1") << 1.0f << 1.0 << small << QSize(120, 45);
+    QTest::newRow("ratio 1, scale 2: small image as it is")
+        << 2.0f << 1.0 << small << QSize(240, 90);
+    QTest::newRow("ratio 2, scale 0.5") << 0.5f << 2.0 << small << QSize(120, 45);
+    QTest::newRow("ratio 2, scale 1: small image as it is")
+        << 1.0f << 2.0 << small << QSize(240, 90);
+    QTest::newRow("ratio 2, scale 1.5") << 1.5f << 2.0 << large << QSize(360, 135);
+    QTest::newRow("ratio 2, scale 2: large image as it is")
+        << 2.0f << 2.0 << large << QSize(480, 180);
+}
+
+void TestDSPNetGraphPaint::platesAtPixelRatio()
+{
+    QFETCH(float, scale);
+    QFETCH(qreal, ratio);
+    QFETCH(QString, image);
+    QFETCH(QSize, readAt);
+    GraphFixture f(QStringLiteral("R<-A"));
+    f.load();
+    f.graph.setScale(scale);
+    QImage shown(f.graph.size() * ratio, QImage::Format_ARGB32);
+    shown.setDevicePixelRatio(ratio);
+    shown.fill(backdrop);
+    QPainter painter(&shown);
+    f.graph.render(&painter, false);
+    painter.end();
+    QImageReader reader(image);
+    reader.setScaledSize(readAt);
+    const QImage plate = reader.read().convertToFormat(QImage::Format_ARGB32);
+    const QPoint corner = (QPointF(210, 10) * scale * ratio).toPoint();
+    // The right half: the line to R runs over the left side.
+    int rim = 0;
+    for (int y = 0; y < plate.height(); ++y) {
+        for (int x = plate.width() / 2; x < plate.width(); ++x) {
+            if (qAlpha(plate.pixel(x, y)) == 255 && ++rim)
+                QCOMPARE(shown.pixel(corner + QPoint(x, y)), plate.pixel(x, y));
+        }
+    }
+    QVERIFY(rim > plate.width() + plate.height());
+    // Inwards from the right side at mid height: the opaque rim, one pixel
+    // that blends it into the glass, then the glass.
+    const int y = corner.y() + plate.height() / 2;
+    int x = corner.x() + plate.width() - 1;
+    while (shown.pixel(x, y) == qRgb(218, 218, 218))
+        --x;
+    QCOMPARE(corner.x() + plate.width() - 1 - x, readAt.width() / 60);
+    QVERIFY(shown.pixel(x, y) != shown.pixel(x - 1, y));
 }
 
 // A plate's text looks exactly as the painter writes the same text into the
@@ -510,11 +563,7 @@ void TestDSPNetGraphPaint::repaintAfterSnapshot()
         {"rename", [&] { a.name = QStringLiteral("Echo"); }},
         {"level", [&] { a.decibels = {-20}; }},
         {"cpu", [&] { a.exclusiveTime = 500; }},
-        {"grow",
-         [&] {
-             f.net.node(QStringLiteral("A")).name = QStringLiteral("A");
-             f.net = TestNetwork(QStringLiteral("R<-A,B,C,D,E,G; A<-F,H"));
-         }},
+        {"grow", [&] { f.net = TestNetwork(QStringLiteral("R<-A,B,C,D,E,G; A<-F,H")); }},
         {"select", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, plateA); }},
         {"unselect", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, QPoint(5, 200)); }},
         {"highlight", [&] { f.graph.setHighlightText(QStringLiteral("B")); }},
