@@ -246,17 +246,16 @@ void TestDSPViewInput::panelStart()
     ProfilerDSPNetGraph panel(&link.tree, nullptr, {});
     const DSPNetGraph* g = panel.graphWidget();
     const DSPNetGraphSettings& s = g->viewSettings();
-    const bool flags[] = {g->graphLayout().showExcessive,
-                          g->graphLayout().showInactive,
-                          s.showGroups,
-                          s.showSends,
-                          s.showCPUUsage,
-                          s.showVolumeLevels,
-                          s.showGuids,
-                          s.showLegend,
-                          s.useInclusiveCPU};
-    QCOMPARE(QList<bool>(std::begin(flags), std::end(flags)),
-             QList<bool>({true, true, true, true, false, false, false, false, false}));
+    const QList<bool> flags = {g->graphLayout().showExcessive,
+                               g->graphLayout().showInactive,
+                               s.showGroups,
+                               s.showSends,
+                               s.showCPUUsage,
+                               s.showVolumeLevels,
+                               s.showGuids,
+                               s.showLegend,
+                               s.useInclusiveCPU};
+    QCOMPARE(flags, QList<bool>({true, true, true, true, false, false, false, false, false}));
     QCOMPARE(g->size(), QSize(270, 95)); // laid out once, before any snapshot
     auto* cpuGroup = panel.findChild<QGroupBox*>(QStringLiteral("cpuGroup"));
     QVERIFY(!cpuGroup->isEnabled() && panel.layout());
