@@ -8,8 +8,6 @@
 namespace {
 
 // Grid of the layout, in unscaled units.
-const int plateWidth = DSPNetGraphLayout::plateWidth;
-const int plateHeight = DSPNetGraphLayout::plateHeight;
 const int columnPitch = 200;
 const int rowPitch = 75;
 const int margin = 10;
