@@ -21,7 +21,6 @@ private Q_SLOTS:
     void selection();
     void deepAndTangled_data();
     void deepAndTangled();
-    void onlyTwoSwitchesRelayout_data();
     void onlyTwoSwitchesRelayout();
     void scaleAndSize_data();
     void scaleAndSize();
@@ -235,31 +234,21 @@ void TestDSPNetGraphLayout::deepAndTangled()
     QTEST(int(f.layOut().nodes.size()), "placed");
 }
 
-void TestDSPNetGraphLayout::onlyTwoSwitchesRelayout_data()
-{
-    QTest::addColumn<int>("setter");
-    QTest::addColumn<bool>("relayout");
-
-    const char* names[] = {"CPU usage", "groups", "legend", "volume", "excessive", "inactive"};
-    for (int i = 0; i < 6; ++i)
-        QTest::newRow(names[i]) << i << (i >= 4);
-}
-
 // The tree changes behind the graph's back; only a switch that lays out again shows it.
 void TestDSPNetGraphLayout::onlyTwoSwitchesRelayout()
 {
-    QFETCH(int, setter);
     using Setter = void (DSPNetGraph::*)(bool);
-    static const Setter setters[] = {
-        &DSPNetGraph::setShowCPUUsage,  &DSPNetGraph::setShowGroups,
-        &DSPNetGraph::setShowLegend,    &DSPNetGraph::setShowVolumeLevels,
-        &DSPNetGraph::setShowExcessive, &DSPNetGraph::setShowInactive};
-    GraphFixture f(QStringLiteral("R<-A"));
-    f.load();
-    f.tree.acceptNetworkFrame(TestNetwork(QStringLiteral("R<-A,B,C")).snapshot(6));
-    const Setter chosen = setters[setter];
-    (f.graph.*chosen)(true);
-    QTEST(f.graph.graphLayout().nodes.size() == 4, "relayout");
+    const Setter setters[] = {&DSPNetGraph::setShowExcessive, &DSPNetGraph::setShowInactive,
+                              &DSPNetGraph::setShowCPUUsage,  &DSPNetGraph::setShowGroups,
+                              &DSPNetGraph::setShowLegend,    &DSPNetGraph::setShowVolumeLevels};
+    for (int i = 0; i < 6; ++i) {
+        GraphFixture f(QStringLiteral("R<-A"));
+        f.load();
+        f.tree.acceptNetworkFrame(TestNetwork(QStringLiteral("R<-A,B,C")).snapshot(6));
+        (f.graph.*setters[i])(true);
+        QVERIFY2((f.graph.graphLayout().nodes.size() == 4) == (i < 2),
+                 qPrintable(QString::number(i)));
+    }
 }
 
 // R<-A,B needs 480 by 180 at scale 1.0; the second snapshot R<-A only 480 by 105.
