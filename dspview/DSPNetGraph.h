@@ -61,8 +61,13 @@ public:
     // leaves them, and nothing is promised outside it.
     void render(QPainter* painter, bool toImage, const QRect& exposed);
 
-    // --- Test hooks: read-only views for tests, nothing else uses them. ---
+    // --- Test hooks. ---
+    // The plates of the last layout, for tests that hold only the window.
     const QList<GraphNode>& graphNodes() const { return netLayout->nodes; }
+    // Runs the plate's menu, which is wired and titled already; snapshots go
+    // on arriving meanwhile. Tests override it to pick an entry without a
+    // nested event loop.
+    virtual void execContextMenu(QMenu* menu, const QPoint& globalPosition);
     // --- End of test hooks. ---
 
 Q_SIGNALS:
@@ -80,11 +85,6 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-
-    // --- Test hook: runs the plate's menu, which is wired and titled already.
-    // Snapshots go on arriving meanwhile. Tests override this to pick an entry
-    // without a nested event loop. ---
-    virtual void execContextMenu(QMenu* menu, const QPoint& globalPosition);
 
 private:
     void setSwitch(bool* field, bool value);
