@@ -1,4 +1,7 @@
-#include "DSPNetGraph.h"
+#include "DSPNetGraphLayout.h"
+#include "DSPNetGraphPainter.h"
+#include "DSPNetGraphRepaint.h"
+#include "DSPNetGraphSettings.h"
 #include "DSPTree.h"
 #include "TestNetwork.h"
 
@@ -50,46 +53,69 @@ void setUnitCounters(benchmark::State& state)
         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-// One whole pass of a snapshot into the lists: walk, send lines, groups and
-// the widget's size, with the panel's start settings (nothing collapsed).
+const quint64 none = DSPNetGraphSettings::noSelection;
+
+// One whole pass of a snapshot into the lists: walk, send lines and groups,
+// with the panel's start settings (nothing collapsed).
 void BM_Layout(benchmark::State& state)
 {
     Network network(int(state.range(0)));
-    DSPNetGraph graph(&network.tree);
-    graph.setShowInactive(true);
-    graph.setShowExcessive(true);
+    DSPNetGraphLayout layout;
+    layout.showInactive = true;
+    layout.showExcessive = true;
     for (auto _ : state) {
-        graph.slotProcessTree();
-        benchmark::DoNotOptimize(graph.graphNodes().size());
+        layout.processTree(network.tree, none, none);
+        benchmark::DoNotOptimize(layout.nodes.size());
     }
     setUnitCounters(state);
 }
 BENCHMARK(BM_Layout)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 // The panel's start settings with the meters on, and the network laid out.
-void showEverything(DSPNetGraph& graph)
+struct Shown
 {
-    graph.setShowInactive(true);
-    graph.setShowExcessive(true);
-    graph.setShowGroups(true);
-    graph.setShowSends(true);
-    graph.setShowVolumeLevels(true);
-    graph.slotProcessTree();
+    explicit Shown(int n) : network(n)
+    {
+        layout.showInactive = true;
+        layout.showExcessive = true;
+        layout.processTree(network.tree, none, none);
+        settings.showGroups = true;
+        settings.showSends = true;
+        settings.showVolumeLevels = true;
+    }
+
+    Network network;
+    DSPNetGraphLayout layout;
+    DSPNetGraphSettings settings;
+    DSPNetGraphPainter painter;
+};
+
+// What each snapshot adds to its layout to decide whether to repaint: one
+// pass over the lists, names included.
+void BM_RepaintDecision(benchmark::State& state)
+{
+    Shown shown(int(state.range(0)));
+    DSPNetGraphRepaint decision;
+    for (auto _ : state) {
+        decision.layoutDone(shown.layout, shown.settings);
+        benchmark::DoNotOptimize(decision.needsRepaint(shown.settings));
+    }
+    setUnitCounters(state);
 }
+BENCHMARK(BM_RepaintDecision)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 // One repaint at scale 1.0 with the panel's start settings and the meters on,
 // into a screen-sized image as a view of the graph is: every unit is drawn,
 // the painter clips what lies outside.
 void BM_Repaint(benchmark::State& state)
 {
-    Network network(int(state.range(0)));
-    DSPNetGraph graph(&network.tree);
-    showEverything(graph);
+    Shown shown(int(state.range(0)));
     QImage image(1920, 1080, QImage::Format_ARGB32_Premultiplied);
     for (auto _ : state) {
         image.fill(Qt::transparent);
         QPainter painter(&image);
-        graph.render(&painter, false);
+        shown.painter.render(&painter, shown.layout, shown.settings, false,
+                             DSPNetGraphPainter::everywhere);
     }
     setUnitCounters(state);
 }
@@ -99,16 +125,16 @@ BENCHMARK(BM_Repaint)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 // middle of the graph, painted as paintEvent does with its exposed rectangle.
 void BM_RepaintView(benchmark::State& state)
 {
-    Network network(int(state.range(0)));
-    DSPNetGraph graph(&network.tree);
-    showEverything(graph);
-    const QRect view(QPoint(graph.width() / 2, graph.height() / 2), QSize(800, 400));
+    Shown shown(int(state.range(0)));
+    const QSize size = shown.layout.neededSize(1.0f);
+    const QRect view(QPoint(size.width() / 2, size.height() / 2), QSize(800, 400));
     QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
     for (auto _ : state) {
         QPainter painter(&image);
         painter.translate(-view.topLeft());
         painter.setClipRect(view);
-        graph.render(&painter, false, view);
+        shown.painter.render(&painter, shown.layout, shown.settings, false,
+                             DSPNetGraphPainter::areaOf(view, 1.0f));
     }
     setUnitCounters(state);
 }

@@ -9,10 +9,11 @@
 #include <QStringList>
 
 // A network described in the compact test text, decoded by a DSPTree without
-// a link, and the graph that shows it. load() plays one snapshot arriving.
-struct GraphFixture
+// a link. load() plays one snapshot arriving; layOut() lays it out without a
+// widget.
+struct NetworkFixture
 {
-    explicit GraphFixture(const QString& description) : net(description) {}
+    explicit NetworkFixture(const QString& description) : net(description) {}
 
     // "off:A,B" makes units inactive, "bypass:A" bypassed, "group:A" puts them
     // in group 9; "excessive" and "inactive" switch those inputs on first.
@@ -30,10 +31,8 @@ struct GraphFixture
                 if (key == QLatin1String("group"))
                     net.node(name).groupId = 9;
             }
-            if (key == QLatin1String("excessive"))
-                graph.setShowExcessive(true);
-            if (key == QLatin1String("inactive"))
-                graph.setShowInactive(true);
+            layout.showExcessive |= key == QLatin1String("excessive");
+            layout.showInactive |= key == QLatin1String("inactive");
         }
     }
 
@@ -45,16 +44,38 @@ struct GraphFixture
         Q_EMIT tree.dspNetTreeUpdated();
     }
 
+    const DSPNetGraphLayout& layOut()
+    {
+        load();
+        layout.processTree(tree, DSPNetGraph::noSelection, DSPNetGraph::noSelection);
+        return layout;
+    }
+
     TestNetwork net;
     DSPTree tree{nullptr};
+    DSPNetGraphLayout layout;
+};
+
+// The same with the graph widget that shows it.
+struct GraphFixture : NetworkFixture
+{
+    using NetworkFixture::NetworkFixture;
+
+    void apply(const QString& options)
+    {
+        NetworkFixture::apply(options);
+        graph.setShowExcessive(layout.showExcessive);
+        graph.setShowInactive(layout.showInactive);
+    }
+
     DSPNetGraph graph{&tree};
 };
 
 // "R@10,10 A@210,10" for the plates in their order.
-inline QString nodesText(const DSPNetGraph& graph)
+inline QString nodesText(const DSPNetGraphLayout& layout)
 {
     QStringList items;
-    for (const GraphNode& node : graph.graphNodes())
+    for (const GraphNode& node : layout.nodes)
         items << QStringLiteral("%1@%2,%3")
                      .arg(node.name)
                      .arg(node.position.x())
@@ -71,16 +92,17 @@ inline QString linesText(const QList<QLine>& lines)
     return items.join(QLatin1Char(' '));
 }
 
-// Plates | standard lines | "..." corners | widget size, in one line.
-inline QString layoutText(const DSPNetGraph& graph)
+// Plates | standard lines | "..." corners | size at scale 1.0, in one line.
+inline QString layoutText(const DSPNetGraphLayout& layout)
 {
     QStringList points;
-    for (const QPoint& p : graph.graphEllipsisPoints())
+    for (const QPoint& p : layout.ellipsisPoints)
         points << QStringLiteral("%1,%2").arg(p.x()).arg(p.y());
+    const QSize size = layout.neededSize(1.0f);
     return QStringLiteral("%1 | %2 | %3 | %4x%5")
-        .arg(nodesText(graph), linesText(graph.graphStandardLines()), points.join(QLatin1Char(' ')))
-        .arg(graph.width())
-        .arg(graph.height());
+        .arg(nodesText(layout), linesText(layout.standardLines), points.join(QLatin1Char(' ')))
+        .arg(size.width())
+        .arg(size.height());
 }
 
 #endif // GRAPHFIXTURE_H

