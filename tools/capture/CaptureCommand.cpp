@@ -81,8 +81,11 @@ int CaptureCommand::run(const QStringList& arguments)
         std::fputs(usage, stdout);
         return 0;
     }
-    std::fputs(usage, stderr);
-    return command.isEmpty() ? 2 : badUse(QStringLiteral("unknown command %1").arg(command));
+    if (command.isEmpty()) {
+        std::fputs(usage, stderr);
+        return 2;
+    }
+    return badUse(QStringLiteral("unknown command %1 (try --help)").arg(command));
 }
 
 int CaptureCommand::record(const QStringList& arguments)

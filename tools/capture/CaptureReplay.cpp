@@ -12,6 +12,9 @@
 namespace {
 // Between the end of a looped session and its start again.
 constexpr int loopPauseMs = 10;
+// From the first subscription of a profiler to its first frame: the rest of
+// its subscriptions come within this time.
+constexpr int settleMs = 50;
 
 void say(const QString& line)
 {
@@ -113,11 +116,11 @@ void CaptureReplay::slotClientReadyRead()
             continue;
         }
         say(QStringLiteral("from the profiler, not acted on: %1").arg(request.describe()));
-        if (request.type == SimRequest::Subscribe) {
-            subscribed.insert(quint16(request.kind << 8 | request.subKind));
-            if (!playing)
-                beginPlaying();
-        }
+        if (request.type != SimRequest::Subscribe)
+            continue;
+        subscribed.insert(quint16(request.kind << 8 | request.subKind));
+        if (!playing && !playTimer->isActive())
+            playTimer->start(settleMs);
     }
     if (result == SimFrameReader::Broken) {
         say(QStringLiteral("profiler dropped: %1").arg(requests.error()));
@@ -125,8 +128,8 @@ void CaptureReplay::slotClientReadyRead()
     }
 }
 
-// The clock starts with the first subscription, so that the first frames
-// are not lost to a profiler that has not yet said what it wants.
+// The clock starts shortly after the first subscription, so that the first
+// frames are not lost to a profiler that has not yet said all it wants.
 void CaptureReplay::beginPlaying()
 {
     QString error;
@@ -142,8 +145,12 @@ void CaptureReplay::beginPlaying()
 
 void CaptureReplay::slotPlayTimeout()
 {
-    if (!playing || !client)
+    if (!client)
         return;
+    if (!playing) {
+        beginPlaying();
+        return;
+    }
     while (haveUpcoming) {
         const qint64 dueUs = qint64(double(upcoming.timeUs - baseUs) / settings.speed) + pauseUs;
         const qint64 nowUs = clock.nsecsElapsed() / 1000;
