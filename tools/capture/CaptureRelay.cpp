@@ -120,7 +120,7 @@ void CaptureRelay::slotTargetConnected()
                          ? QString()
                          : QStringLiteral(", profiler port %1").arg(server->serverPort())));
     }
-    event(CaptureFormat::TargetUp);
+    recordEvent(CaptureFormat::TargetUp);
     if (settings.subscribe)
         subscribeAll();
     sendToTarget(waitingForTarget);
@@ -153,7 +153,7 @@ void CaptureRelay::slotTargetError(QAbstractSocket::SocketError error)
         slotTargetReadyRead();
     const bool orderly = error == QAbstractSocket::RemoteHostClosedError;
     if (wasUp)
-        event(orderly ? CaptureFormat::TargetClosed : CaptureFormat::TargetReset);
+        recordEvent(orderly ? CaptureFormat::TargetClosed : CaptureFormat::TargetReset);
     say(QStringLiteral("target: %1").arg(target->errorString()));
     dropTarget();
     // The profiler sees the target's end as it happened, and reconnects
@@ -181,7 +181,7 @@ void CaptureRelay::slotNewConnection()
         connect(profiler, SIGNAL(readyRead()), this, SLOT(slotProfilerReadyRead()));
         connect(profiler, SIGNAL(disconnected()), this, SLOT(slotProfilerDisconnected()));
         toTargetCutter.reset();
-        event(CaptureFormat::ProfilerUp);
+        recordEvent(CaptureFormat::ProfilerUp);
         say(QStringLiteral("profiler connected from %1").arg(profiler->peerAddress().toString()));
         if (!target)
             connectTarget();
@@ -201,7 +201,7 @@ void CaptureRelay::slotProfilerDisconnected()
         return;
     if (profiler->bytesAvailable() > 0)
         slotProfilerReadyRead();
-    event(CaptureFormat::ProfilerGone);
+    recordEvent(CaptureFormat::ProfilerGone);
     say(QStringLiteral("profiler left"));
     dropProfiler();
     // A direct connection would have ended here as well.
@@ -281,7 +281,7 @@ void CaptureRelay::record(CaptureFormat::RecordType type, CaptureStreamCutter* c
                                                        : QStringLiteral("target")));
 }
 
-void CaptureRelay::event(CaptureFormat::LinkEvent linkEvent)
+void CaptureRelay::recordEvent(CaptureFormat::LinkEvent linkEvent)
 {
     if (recording)
         writer->appendEvent(linkEvent, now());

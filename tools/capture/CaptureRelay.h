@@ -70,7 +70,7 @@ private:
     void sendToTarget(const QByteArray& bytes);
     void record(CaptureFormat::RecordType type, CaptureStreamCutter* cutter,
                 const QByteArray& bytes);
-    void event(CaptureFormat::LinkEvent linkEvent);
+    void recordEvent(CaptureFormat::LinkEvent linkEvent);
     quint64 now() const;
     void say(const QString& line);
     void fail(const QString& line);
