@@ -18,6 +18,7 @@ cpack --config build/dev/CPackConfig.cmake -B build/dev/package >/dev/null
 deb=$(ls build/dev/package/zelto-profiler_*.deb)
 contents=$(dpkg-deb -c "$deb")
 grep -q './usr/bin/zelto-profiler$' <<<"$contents"
+grep -q './usr/bin/zelto-capture$' <<<"$contents"
 grep -q libqt6widgets6 <<<"$(dpkg-deb -f "$deb" Depends)"
 echo "package: $deb"
 
