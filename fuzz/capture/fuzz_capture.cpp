@@ -48,8 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // What every reader relies on: time never runs back, a frame record
         // holds a whole frame whose size field is its length, and no record
         // holds more than the stream gave.
-        const bool frame = record.type == CaptureFormat::ToProfiler ||
-                           record.type == CaptureFormat::ToTarget;
+        const bool frame =
+            record.type == CaptureFormat::ToProfiler || record.type == CaptureFormat::ToTarget;
         plainBytes += CaptureFormat::recordHeadSize + record.data.size();
         if (record.timeUs < lastTime || (frame && record.data.size() < 12) ||
             (!frame && !record.data.isEmpty()) || plainBytes != reader.recordBytesRead())

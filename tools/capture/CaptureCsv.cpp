@@ -1,11 +1,15 @@
 #include "CaptureCsv.h"
 
 #include <QFile>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 namespace {
 constexpr size_t writeChunk = 1024 * 1024;
+// The longest spelling of any number written: 24 characters for a double.
+constexpr size_t maxNumber = 32;
 } // namespace
 
 CaptureCsv::CaptureCsv() : file(new QFile) {}
@@ -38,90 +42,107 @@ bool CaptureCsv::close(QString* error)
     return !failed;
 }
 
-void CaptureCsv::separate()
-{
-    if (rowStarted)
-        buffer += ',';
-    rowStarted = true;
-}
-
 void CaptureCsv::addText(const QString& text)
 {
-    separate();
-    const QByteArray utf8 = text.toUtf8();
-    if (utf8.contains(',') || utf8.contains('"') || utf8.contains('\n') || utf8.contains('\r')) {
-        buffer += '"';
-        for (char c : utf8) {
-            if (c == '"')
-                buffer += '"';
-            buffer += c;
+    // Most names are plain ASCII without a character that needs quoting:
+    // they go in as they are, without a UTF-8 copy.
+    bool plain = true;
+    for (QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u >= 0x80 || u == ',' || u == '"' || u == '\n' || u == '\r') {
+            plain = false;
+            break;
         }
-        buffer += '"';
-    } else {
-        buffer.append(utf8.constData(), size_t(utf8.size()));
     }
+    if (plain) {
+        char* out = field(size_t(text.size()));
+        for (QChar c : text)
+            *out++ = char(c.unicode());
+        used += size_t(text.size());
+        return;
+    }
+    const QByteArray utf8 = text.toUtf8();
+    const bool quoted =
+        utf8.contains(',') || utf8.contains('"') || utf8.contains('\n') || utf8.contains('\r');
+    char* out = field(size_t(utf8.size()) * 2 + 2);
+    char* start = out;
+    if (quoted)
+        *out++ = '"';
+    for (char c : utf8) {
+        if (c == '"')
+            *out++ = '"';
+        *out++ = c;
+    }
+    if (quoted)
+        *out++ = '"';
+    used += size_t(out - start);
 }
 
 void CaptureCsv::addTime(quint64 timeUs)
 {
-    separate();
-    char digits[32];
-    const int length = std::snprintf(digits, sizeof digits, "%llu.%06llu",
-                                     static_cast<unsigned long long>(timeUs / 1000000),
-                                     static_cast<unsigned long long>(timeUs % 1000000));
-    buffer.append(digits, size_t(length));
+    // Many rows in turn share one time: it is spelled once.
+    if (timeUs != lastTimeUs || lastTimeText.empty()) {
+        char digits[32];
+        char* end = std::to_chars(digits, digits + 24, timeUs / 1000000).ptr;
+        *end++ = '.';
+        const quint64 fraction = timeUs % 1000000;
+        for (quint64 scale = 100000; scale > 0; scale /= 10)
+            *end++ = char('0' + (fraction / scale) % 10);
+        lastTimeText.assign(digits, end);
+        lastTimeUs = timeUs;
+    }
+    char* out = field(lastTimeText.size());
+    std::memcpy(out, lastTimeText.data(), lastTimeText.size());
+    used += lastTimeText.size();
 }
 
 void CaptureCsv::addNumber(double value)
 {
-    separate();
+    char* out = field(maxNumber);
     // A spreadsheet has no word for these; an empty field is what it reads as missing.
-    if (!std::isfinite(value))
-        return;
-    char digits[32];
-    const std::to_chars_result result = std::to_chars(digits, digits + sizeof digits, value);
-    buffer.append(digits, size_t(result.ptr - digits));
+    if (std::isfinite(value))
+        used += size_t(std::to_chars(out, out + maxNumber, value).ptr - out);
 }
 
 void CaptureCsv::addNumber(float value)
 {
-    separate();
-    if (!std::isfinite(value))
-        return;
-    char digits[32];
-    const std::to_chars_result result = std::to_chars(digits, digits + sizeof digits, value);
-    buffer.append(digits, size_t(result.ptr - digits));
+    char* out = field(maxNumber);
+    if (std::isfinite(value))
+        used += size_t(std::to_chars(out, out + maxNumber, value).ptr - out);
 }
 
 void CaptureCsv::addNumber(qint64 value)
 {
-    separate();
-    char digits[24];
-    const std::to_chars_result result = std::to_chars(digits, digits + sizeof digits, value);
-    buffer.append(digits, size_t(result.ptr - digits));
+    char* out = field(maxNumber);
+    used += size_t(std::to_chars(out, out + maxNumber, value).ptr - out);
 }
 
 void CaptureCsv::addNumber(quint64 value)
 {
-    separate();
-    char digits[24];
-    const std::to_chars_result result = std::to_chars(digits, digits + sizeof digits, value);
-    buffer.append(digits, size_t(result.ptr - digits));
+    char* out = field(maxNumber);
+    used += size_t(std::to_chars(out, out + maxNumber, value).ptr - out);
 }
 
 void CaptureCsv::endRow()
 {
-    buffer += "\r\n";
+    if (used + 2 > buffer.size())
+        grow(2);
+    buffer[used++] = '\r';
+    buffer[used++] = '\n';
     rowStarted = false;
-    if (buffer.size() >= writeChunk)
+    if (used >= writeChunk)
         writeOut();
+}
+
+void CaptureCsv::grow(size_t bytes)
+{
+    buffer.resize(std::max(buffer.size() * 2, used + bytes + 4096));
 }
 
 bool CaptureCsv::writeOut()
 {
-    if (!buffer.empty() &&
-        file->write(buffer.data(), qint64(buffer.size())) != qint64(buffer.size()))
+    if (used > 0 && file->write(buffer.data(), qint64(used)) != qint64(used))
         failed = true;
-    buffer.clear();
+    used = 0;
     return !failed;
 }

@@ -31,11 +31,25 @@ public:
     void endRow();
 
 private:
-    void separate();
+    // Room for `bytes` more, and the field separator when the row has begun;
+    // returns where the field's text goes.
+    char* field(size_t bytes)
+    {
+        if (used + bytes + 1 > buffer.size())
+            grow(bytes + 1);
+        if (rowStarted)
+            buffer[used++] = ',';
+        rowStarted = true;
+        return buffer.data() + used;
+    }
+    void grow(size_t bytes);
     bool writeOut();
 
     QFile* file;
-    std::string buffer;
+    std::string buffer; // [0, used) waits to be written
+    size_t used = 0;
+    std::string lastTimeText;
+    quint64 lastTimeUs = 0;
     bool rowStarted = false;
     bool failed = false;
 };

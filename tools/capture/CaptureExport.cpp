@@ -116,8 +116,7 @@ void CaptureExport::addNetwork(const CaptureRecord& record)
 {
     if (!tree->acceptNetworkFrame(record.data))
         return;
-    QList<const DSPNode*> units;
-    units.reserve(tree->nodes.size());
+    units.clear();
     for (const DSPNode* node : std::as_const(tree->nodes))
         units.append(node);
     std::sort(units.begin(), units.end(),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QString>
 
@@ -10,6 +11,7 @@ class CodecHistory;
 class DSPTree;
 class StatsHistory;
 struct CaptureRecord;
+struct DSPNode;
 
 // Writes the frames of a capture as CSV files: one for each kind of sample
 // (cpu.csv, channels.csv, codecs.csv, stats.csv) and network.csv with a row
@@ -53,4 +55,5 @@ private:
     CaptureCsv* codecCsv;
     CaptureCsv* statsCsv;
     int accepted = 0;
+    QList<const DSPNode*> units; // of one snapshot, by id; kept for its capacity
 };

@@ -8,7 +8,8 @@
 
 namespace {
 constexpr qsizetype inputChunk = 256 * 1024;
-constexpr qsizetype plainChunk = 1024 * 1024;
+// Small enough that decoding one piece never holds up replay for long.
+constexpr qsizetype plainChunk = 64 * 1024;
 // No record is longer than the largest frame that the profiler takes.
 constexpr quint32 maxRecordLength = PacketHeader::maxFrameSize;
 } // namespace

@@ -94,6 +94,9 @@ void CaptureReplay::slotNewConnection()
             continue;
         }
         client = socket;
+        // Small sample frames must not wait behind a snapshot for an
+        // acknowledgement: each goes out at its own time.
+        client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         connect(client, SIGNAL(readyRead()), this, SLOT(slotClientReadyRead()));
         connect(client, SIGNAL(disconnected()), this, SLOT(slotClientDisconnected()));
         requests = SimFrameReader();
