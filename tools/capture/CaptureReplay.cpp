@@ -118,9 +118,12 @@ void CaptureReplay::slotClientReadyRead()
             say(QStringLiteral("ignored from the profiler: %1").arg(error));
             continue;
         }
-        say(QStringLiteral("from the profiler, not acted on: %1").arg(request.describe()));
-        if (request.type != SimRequest::Subscribe)
+        if (request.type != SimRequest::Subscribe) {
+            say(QStringLiteral("command from the profiler, not acted on: %1")
+                    .arg(request.describe()));
             continue;
+        }
+        say(QStringLiteral("profiler subscribes: %1").arg(request.describe()));
         subscribed.insert(quint16(request.kind << 8 | request.subKind));
         if (!playing && !playTimer->isActive())
             playTimer->start(settleMs);
