@@ -51,7 +51,8 @@ enum LinkEvent : quint8
     ProfilerGone = 5
 };
 
-// Flush period of the writer: at most this much is lost to a kill.
-constexpr int flushIntervalMs = 1000;
+// Flush period of the writer. A kill must lose at most a second; half of
+// that leaves the other half for a busy machine that runs the timer late.
+constexpr int flushIntervalMs = 500;
 
 } // namespace CaptureFormat

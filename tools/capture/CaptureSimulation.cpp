@@ -27,8 +27,12 @@ void CaptureSimulation::write(CaptureWriter* writer, SimTarget* target, qint64 s
         writer->appendFrame(CaptureFormat::ToTarget, startUs, subscription(kind, 100));
     for (quint8 kind : {3, 4, 5, 9})
         writer->appendFrame(CaptureFormat::ToTarget, startUs, subscription(kind, 200));
-    for (qint64 ms = startMs; ms < endMs; ms += networkIntervalMs)
+    for (qint64 ms = startMs; ms < endMs; ms += networkIntervalMs) {
         writeStep(writer, target, ms);
+        // As often as the relay flushes, so that sizes come out as on disk.
+        if ((ms - startMs + networkIntervalMs) % CaptureFormat::flushIntervalMs == 0)
+            writer->flush();
+    }
 }
 
 void CaptureSimulation::writeStep(CaptureWriter* writer, SimTarget* target, qint64 ms)
