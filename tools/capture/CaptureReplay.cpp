@@ -32,6 +32,11 @@ CaptureReplay::CaptureReplay(const ReplaySettings& settings, QObject* parent)
     connect(playTimer, SIGNAL(timeout()), this, SLOT(slotPlayTimeout()));
 }
 
+CaptureReplay::~CaptureReplay()
+{
+    delete reader;
+}
+
 bool CaptureReplay::start()
 {
     QString error;

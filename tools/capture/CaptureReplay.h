@@ -35,6 +35,7 @@ class CaptureReplay : public QObject
 
 public:
     explicit CaptureReplay(const ReplaySettings& settings, QObject* parent = nullptr);
+    ~CaptureReplay() override;
 
     // Reads the file's head and listens; false, with a line on standard
     // error, when either fails.
