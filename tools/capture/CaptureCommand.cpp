@@ -68,6 +68,11 @@ int CaptureCommand::run(const QStringList& arguments)
 {
     const QString command = arguments.value(1);
     const QStringList rest = arguments.mid(1);
+    if (command == QLatin1String("help") || arguments.contains(QLatin1String("--help")) ||
+        arguments.contains(QLatin1String("-h"))) {
+        std::fputs(usage, stdout);
+        return 0;
+    }
     if (command == QLatin1String("record"))
         return record(rest);
     if (command == QLatin1String("replay"))
@@ -76,11 +81,6 @@ int CaptureCommand::run(const QStringList& arguments)
         return info(rest);
     if (command == QLatin1String("export"))
         return exportCsv(rest);
-    if (command == QLatin1String("--help") || command == QLatin1String("-h") ||
-        command == QLatin1String("help")) {
-        std::fputs(usage, stdout);
-        return 0;
-    }
     if (command.isEmpty()) {
         std::fputs(usage, stderr);
         return 2;
