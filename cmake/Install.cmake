@@ -9,6 +9,9 @@ install(TARGETS zelto-profiler RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 if(TARGET zelto-target-sim)
     install(TARGETS zelto-target-sim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
+if(TARGET zelto-capture)
+    install(TARGETS zelto-capture RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(FILES resources/desktop/${ZELTO_APP_ID}.desktop
         DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES resources/desktop/${ZELTO_APP_ID}.metainfo.xml
@@ -25,7 +28,8 @@ set(CPACK_PACKAGE_VENDOR "ZELTO Profiler developers")
 set(CPACK_PACKAGE_CONTACT "ZELTO Profiler developers <profiler@zelto.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Live profiler for applications built on the ZELTO audio engine")
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
-# Only Debian's own Qt 6 packages (and the C++ runtime they bring).
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6core6 (>= 6.4), libqt6gui6 (>= 6.4), libqt6widgets6 (>= 6.4), libqt6network6 (>= 6.4), qt6-qpa-plugins")
+# Only Debian's own Qt 6 packages (and the C++ runtime they bring), and zstd
+# for the capture files of zelto-capture.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6core6 (>= 6.4), libqt6gui6 (>= 6.4), libqt6widgets6 (>= 6.4), libqt6network6 (>= 6.4), qt6-qpa-plugins, libzstd1")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 include(CPack)

@@ -9,7 +9,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake pkg-config
-    qt6-base-dev qt6-base-dev-tools libgl-dev libegl-dev libvulkan-dev
+    qt6-base-dev qt6-base-dev-tools libgl-dev libegl-dev libvulkan-dev libzstd-dev
     fonts-dejavu-core
 )
 if [[ "${1:-}" == "--test" ]]; then

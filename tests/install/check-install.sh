@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the build tree into a scratch prefix and checks that a desktop
-# would find everything: both programs, the desktop entry, the metainfo and
+# would find everything: the programs, the desktop entry, the metainfo and
 # the icon in every hicolor size.
 set -euo pipefail
 build=$1
@@ -24,6 +24,7 @@ expect_exec() {
 }
 expect_exec bin/zelto-profiler
 expect_exec bin/zelto-target-sim
+expect_exec bin/zelto-capture
 expect share/applications/org.zelto.Profiler.desktop
 expect share/metainfo/org.zelto.Profiler.metainfo.xml
 for size in 16 32 48 64 128; do
@@ -36,6 +37,6 @@ if [[ -e "$desktop" ]]; then
     grep -qx 'Icon=org.zelto.Profiler' "$desktop" || { echo "desktop entry names another icon"; fail=1; }
 fi
 if [[ $fail -eq 0 ]]; then
-    echo "install layout: 9 of 9 files in place"
+    echo "install layout: 10 of 10 files in place"
 fi
 exit $fail

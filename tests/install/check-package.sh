@@ -13,7 +13,7 @@ dpkg-deb -x "$deb" "$root"
 fail=0
 complain() { echo "package: $*"; fail=1; }
 
-programs=(zelto-profiler zelto-target-sim)
+programs=(zelto-profiler zelto-target-sim zelto-capture)
 for p in "${programs[@]}"; do
     [[ -x "$root/usr/bin/$p" ]] || complain "usr/bin/$p missing or not executable"
 done

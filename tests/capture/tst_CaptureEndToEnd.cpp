@@ -1,0 +1,355 @@
+// zelto-capture as a user runs it: the relay between a profiler and a
+// target, a recorder killed without warning, a session recorded through the
+// relay from the window and replayed into a fresh one, and bad use.
+#include "CaptureFormat.h"
+#include "CaptureReader.h"
+#include "CaptureWriter.h"
+#include "DSPNetGraph.h"
+#include "FakeTarget.h"
+#include "LineGraphLegendItem.h"
+#include "ProfilerForm.h"
+#include "SimProcess.h"
+#include "TestFrames.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+// zelto-capture as a child process, its output collected as it comes.
+class Capture
+{
+public:
+    explicit Capture(const QStringList& arguments)
+    {
+        process.start(qEnvironmentVariable("ZELTO_CAPTURE"), arguments);
+    }
+    ~Capture()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    // Runs the event loop until the output holds `fragment`.
+    bool waitFor(const char* fragment, int timeoutMs = 10000)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < timeoutMs) {
+            output += process.readAllStandardOutput();
+            if (output.contains(fragment))
+                return true;
+            if (process.state() == QProcess::NotRunning)
+                return false;
+            QTest::qWait(10);
+        }
+        return false;
+    }
+    int stop()
+    {
+        process.terminate();
+        return process.waitForFinished(5000) ? process.exitCode() : -1;
+    }
+
+    QProcess process;
+    QByteArray output;
+};
+
+QList<CaptureRecord> readAll(const QString& path, CaptureReader::Status* status)
+{
+    CaptureReader reader;
+    QString error;
+    QList<CaptureRecord> records;
+    if (!reader.open(path, &error))
+        return records;
+    CaptureRecord record;
+    while (reader.next(&record))
+        records.append(record);
+    *status = reader.status();
+    return records;
+}
+
+QByteArray subscription(quint8 kind, quint32 rate)
+{
+    QByteArray payload(6, '\0');
+    payload[0] = char(kind);
+    payload[2] = char(rate);
+    return TestFrames::frame(0, 0, 0, payload);
+}
+
+// What the window shows: every plate, and every legend row with its numbers.
+QStringList shownBy(ProfilerForm* form)
+{
+    QStringList lines;
+    for (const GraphNode& n : form->findChild<DSPNetGraph*>()->graphNodes())
+        lines << QStringLiteral("%1 %2 %3 %4 %5 %6 %7,%8")
+                     .arg(n.name)
+                     .arg(n.id)
+                     .arg(n.active)
+                     .arg(n.bypass)
+                     .arg(n.inclusiveCPU)
+                     .arg(n.exclusiveCPU)
+                     .arg(n.position.x())
+                     .arg(n.position.y());
+    for (LineGraphLegendItem* row : form->findChildren<LineGraphLegendItem*>())
+        lines << row->name() + QStringLiteral(": ") + row->text();
+    return lines;
+}
+
+void connectForm(ProfilerForm* form, quint16 port)
+{
+    for (LineGraphLegendItem* row : form->findChildren<LineGraphLegendItem*>())
+        row->checkBox()->setChecked(true);
+    form->findChild<QLineEdit*>(QStringLiteral("portEdit"))->setText(QString::number(port));
+    form->findChild<QPushButton*>(QStringLiteral("connectButton"))->click();
+}
+
+} // namespace
+
+class TestCaptureEndToEnd : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void relayPassesEveryByteBothWays();
+    void killedRecorderLosesAtMostASecond_data();
+    void killedRecorderLosesAtMostASecond();
+    void replayShowsWhatTheDirectRunShowed();
+    void badUseGetsOneLineAndAnError_data();
+    void badUseGetsOneLineAndAnError();
+
+private:
+    QString file(const QString& name) const { return QDir(dir.path()).filePath(name); }
+
+    QTemporaryDir dir;
+    QTcpServer portInUse;
+};
+
+void TestCaptureEndToEnd::initTestCase()
+{
+    if (qEnvironmentVariableIsEmpty("ZELTO_CAPTURE") || SimProcess::program().isEmpty())
+        QSKIP("ZELTO_CAPTURE and ZELTO_SIM must name the programs");
+    QVERIFY(portInUse.listen(QHostAddress::Any, 0));
+}
+
+void TestCaptureEndToEnd::relayPassesEveryByteBothWays()
+{
+    FakeTarget target;
+    const quint16 relayPort = SimProcess::freePort();
+    const QString path = file(QStringLiteral("relay.zcap"));
+    Capture relay({QStringLiteral("record"), QStringLiteral("--target"),
+                   QStringLiteral("127.0.0.1:%1").arg(target.port()), QStringLiteral("--listen"),
+                   QString::number(relayPort), QStringLiteral("-o"), path});
+    QVERIFY(relay.waitFor("recording"));
+    QTcpSocket profiler;
+    profiler.connectToHost(QHostAddress::LocalHost, relayPort);
+    QVERIFY(profiler.waitForConnected(5000));
+
+    // Frames to the target, in pieces that cut them anywhere.
+    QByteArray text(128, '\0');
+    text.replace(0, 4, "Show");
+    const QList<QByteArray> toTarget = {subscription(1, 100), subscription(9, 200),
+                                        TestFrames::frame(1, 3, 6, QByteArray(9, '\1')),
+                                        TestFrames::frame(1, 1, 6, text)};
+    const QByteArray sent = toTarget.join();
+    profiler.write(sent.left(7));
+    QTest::qWait(30);
+    profiler.write(sent.mid(7));
+    QTRY_COMPARE_WITH_TIMEOUT(target.received(), sent, 5000);
+
+    // Frames to the profiler, then a header that no frame can have: the relay
+    // stops recording there but still passes every byte on.
+    TestNode unit;
+    unit.id = 5;
+    unit.name = QStringLiteral("Master");
+    const QList<QByteArray> toProfiler = {
+        TestFrames::snapshot(6, TestFrames::nodeRecord(6, unit, 0), 0, 48000, 1024),
+        TestFrames::frame(3, 0, 1, QByteArray(16, '\2')),
+        TestFrames::frame(200, 4, 9, QByteArray(3000, '\3'))};
+    const QByteArray answer = toProfiler.join() + FakeTarget::header(5, 1);
+    target.send(answer.left(40));
+    QTest::qWait(30);
+    target.send(answer.mid(40));
+    QByteArray got;
+    QTRY_VERIFY_WITH_TIMEOUT((got += profiler.readAll()).size() >= answer.size(), 5000);
+    QCOMPARE(got, answer);
+
+    // The target's close ends the profiler's connection too.
+    target.closeClient();
+    QTRY_COMPARE_WITH_TIMEOUT(profiler.state(), QAbstractSocket::UnconnectedState, 5000);
+    QCOMPARE(relay.stop(), 0);
+
+    CaptureReader::Status status = CaptureReader::Reading;
+    QList<QByteArray> recordedToTarget, recordedToProfiler;
+    for (const CaptureRecord& record : readAll(path, &status)) {
+        if (record.type == CaptureFormat::ToTarget)
+            recordedToTarget << record.data;
+        if (record.type == CaptureFormat::ToProfiler)
+            recordedToProfiler << record.data;
+    }
+    QCOMPARE(status, CaptureReader::Clean);
+    QCOMPARE(recordedToTarget, toTarget);
+    QCOMPARE(recordedToProfiler, toProfiler);
+}
+
+void TestCaptureEndToEnd::killedRecorderLosesAtMostASecond_data()
+{
+    QTest::addColumn<int>("killAfterMs");
+    QTest::newRow("1.5 s") << 1500;
+    QTest::newRow("3.2 s") << 3200;
+}
+
+void TestCaptureEndToEnd::killedRecorderLosesAtMostASecond()
+{
+    QFETCH(int, killAfterMs);
+    SimProcess sim;
+    QVERIFY(sim.start());
+    const QString path = file(QStringLiteral("killed-%1.zcap").arg(killAfterMs));
+    Capture relay({QStringLiteral("record"), QStringLiteral("--target"),
+                   QStringLiteral("127.0.0.1:%1").arg(sim.port()), QStringLiteral("--subscribe"),
+                   QStringLiteral("-o"), path});
+    QVERIFY(relay.waitFor("recording"));
+    QElapsedTimer clock;
+    clock.start();
+    QTest::qWait(killAfterMs);
+    relay.process.kill();
+    const qint64 killedAtMs = clock.elapsed();
+    QVERIFY(relay.process.waitForFinished(5000));
+
+    CaptureReader::Status status = CaptureReader::Reading;
+    const QList<CaptureRecord> records = readAll(path, &status);
+    QCOMPARE(status, CaptureReader::CutOff);
+    quint64 lastFrameUs = 0;
+    for (const CaptureRecord& record : records) {
+        if (record.type == CaptureFormat::ToProfiler)
+            lastFrameUs = record.timeUs;
+    }
+    // Frames come every 100 ms: the last one before the final second may
+    // stand that much earlier.
+    QVERIFY2(qint64(lastFrameUs / 1000) >= killedAtMs - 1000 - 150,
+             qPrintable(QStringLiteral("last frame at %1 ms, killed at %2 ms")
+                            .arg(lastFrameUs / 1000)
+                            .arg(killedAtMs)));
+    Capture info({QStringLiteral("info"), path});
+    QVERIFY(info.waitFor("end: cut off"));
+}
+
+void TestCaptureEndToEnd::replayShowsWhatTheDirectRunShowed()
+{
+    SimProcess* sim = new SimProcess();
+    QVERIFY(sim->start());
+    const QString path = file(QStringLiteral("session.zcap"));
+    const quint16 relayPort = SimProcess::freePort();
+    Capture relay({QStringLiteral("record"), QStringLiteral("--target"),
+                   QStringLiteral("127.0.0.1:%1").arg(sim->port()), QStringLiteral("--listen"),
+                   QString::number(relayPort), QStringLiteral("-o"), path});
+    QVERIFY(relay.waitFor("recording"));
+    ProfilerForm live;
+    live.resize(1000, 720);
+    live.show();
+    connectForm(&live, relayPort);
+    QTRY_VERIFY_WITH_TIMEOUT(!live.findChild<DSPNetGraph*>()->graphNodes().isEmpty(), 5000);
+    QTest::qWait(2500);
+    // The target goes away; the window keeps what it last showed.
+    QCOMPARE(SimProcess::finish(sim, false), 0);
+    QVERIFY(relay.waitFor("target:"));
+    QTest::qWait(300);
+    const QStringList direct = shownBy(&live);
+    QCOMPARE(relay.stop(), 0);
+
+    const quint16 replayPort = SimProcess::freePort();
+    Capture replay(
+        {QStringLiteral("replay"), path, QStringLiteral("--port"), QString::number(replayPort)});
+    QVERIFY(replay.waitFor("replaying"));
+    ProfilerForm replayed;
+    replayed.resize(1000, 720);
+    replayed.show();
+    connectForm(&replayed, replayPort);
+    QVERIFY(replay.waitFor("replay finished", 15000));
+    QTRY_COMPARE_WITH_TIMEOUT(replay.process.state(), QProcess::NotRunning, 5000);
+    QTest::qWait(300);
+    QVERIFY(direct.size() > 20);
+    QCOMPARE(shownBy(&replayed), direct);
+}
+
+void TestCaptureEndToEnd::badUseGetsOneLineAndAnError_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("fragment");
+
+    const QString capture = file(QStringLiteral("good.zcap"));
+    CaptureWriter writer;
+    QString error;
+    writer.open(capture, true, 0, &error);
+    writer.finish(0);
+    QFile newer(file(QStringLiteral("newer.zcap")));
+    newer.open(QIODevice::WriteOnly);
+    newer.write(QByteArray("ZELTOCAP\x02\x00\x00\x00", 12) + QByteArray(12, '\0'));
+    newer.close();
+    QDir().mkpath(file(QStringLiteral("csv")));
+    QFile existing(file(QStringLiteral("csv/cpu.csv")));
+    existing.open(QIODevice::WriteOnly);
+    existing.close();
+    const QString busy = QString::number(portInUse.serverPort());
+    const QString nobody = QStringLiteral("127.0.0.1:%1").arg(FakeTarget::unusedPort());
+    const QString fresh = file(QStringLiteral("never.zcap"));
+
+    QTest::newRow("missing file") << QStringList{QStringLiteral("info"), file(QStringLiteral("no"))}
+                                  << 1 << QStringLiteral("cannot read");
+    QTest::newRow("not a capture")
+        << QStringList{QStringLiteral("info"), dir.path()} << 1 << QStringLiteral("cannot read");
+    QTest::newRow("newer format") << QStringList{QStringLiteral("info"), newer.fileName()} << 1
+                                  << QStringLiteral("newer than this program reads");
+    QTest::newRow("output exists")
+        << QStringList{QStringLiteral("record"),      QStringLiteral("--target"), nobody,
+                       QStringLiteral("--subscribe"), QStringLiteral("-o"),       capture}
+        << 1 << QStringLiteral("exists (use --force");
+    QTest::newRow("listen port in use") << QStringList{QStringLiteral("record"),
+                                                       QStringLiteral("--target"),
+                                                       nobody,
+                                                       QStringLiteral("--listen"),
+                                                       busy,
+                                                       QStringLiteral("-o"),
+                                                       fresh}
+                                        << 1 << QStringLiteral("cannot listen on port");
+    QTest::newRow("target refuses")
+        << QStringList{QStringLiteral("record"),      QStringLiteral("--target"), nobody,
+                       QStringLiteral("--subscribe"), QStringLiteral("-o"),       fresh}
+        << 1 << QStringLiteral("cannot reach the target");
+    QTest::newRow("replay port in use")
+        << QStringList{QStringLiteral("replay"), capture, QStringLiteral("--port"), busy} << 1
+        << QStringLiteral("cannot listen on port");
+    QTest::newRow("csv exists") << QStringList{QStringLiteral("export"), capture,
+                                               QStringLiteral("--csv"), file(QStringLiteral("csv"))}
+                                << 1 << QStringLiteral("exists (use --force");
+    QTest::newRow("no output named")
+        << QStringList{QStringLiteral("record"), QStringLiteral("--target"), nobody,
+                       QStringLiteral("--subscribe")}
+        << 2 << QStringLiteral("-o FILE is needed");
+}
+
+void TestCaptureEndToEnd::badUseGetsOneLineAndAnError()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, fragment);
+    Capture capture(arguments);
+    QVERIFY(capture.process.waitForFinished(10000));
+    const QString error = QString::fromUtf8(capture.process.readAllStandardError());
+    QCOMPARE(capture.process.exitCode(), exitCode);
+    QCOMPARE(error.count(QLatin1Char('\n')), 1);
+    QVERIFY2(error.startsWith(QStringLiteral("zelto-capture: ")) && error.contains(fragment),
+             qPrintable(error));
+    QVERIFY(!QFile::exists(file(QStringLiteral("never.zcap"))));
+}
+
+QTEST_MAIN(TestCaptureEndToEnd)
+#include "tst_CaptureEndToEnd.moc"
