@@ -18,12 +18,12 @@ BareReceiver::~BareReceiver()
     delete[] buffer;
 }
 
-bool BareReceiver::receive(quint16 port)
+bool BareReceiver::receive(quint16 port, qint64 streamBytes)
 {
     const int fd = connectTo(port);
     if (fd < 0)
         return false;
-    const bool ok = readAll(fd);
+    const bool ok = readAll(fd, streamBytes);
     ::close(fd);
     return ok;
 }
@@ -71,14 +71,20 @@ bool BareReceiver::discardAll(int fd, qint64 byteCount)
     return true;
 }
 
-bool BareReceiver::readAll(int fd)
+bool BareReceiver::readAll(int fd, qint64 streamBytes)
 {
+    const bool known = streamBytes > 0;
+    qint64 left = streamBytes;
     while (!ended) {
-        const ssize_t got = ::recv(fd, buffer, size_t(bufferBytes), 0);
+        const qint64 wanted = known ? qMin(left, bufferBytes) : bufferBytes;
+        if (wanted <= 0)
+            return false;
+        const ssize_t got = ::recv(fd, buffer, size_t(wanted), known ? MSG_WAITALL : 0);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0 || !cut(buffer, got))
             return false;
+        left -= got;
     }
     return true;
 }

@@ -15,8 +15,10 @@ public:
 
     // Connects to 127.0.0.1:port and reads until the end frame. False on a
     // socket error, an early end of the stream, or a size field that cannot
-    // be a frame.
-    bool receive(quint16 port);
+    // be a frame. When the length of the whole stream is known, each read
+    // waits for a full buffer: the reader then costs the same for each frame
+    // whether the sender is ahead of it or not.
+    bool receive(quint16 port, qint64 streamBytes = -1);
     // Connects and throws away byteCount bytes without looking at them: the
     // kernel drops them unread, so the sender alone sets the pace. False on
     // a socket error or an early end of the stream.
@@ -29,7 +31,7 @@ public:
 
 private:
     int connectTo(quint16 port);
-    bool readAll(int fd);
+    bool readAll(int fd, qint64 streamBytes);
     bool discardAll(int fd, qint64 byteCount);
 
     static constexpr int headerBytes = 12;

@@ -145,10 +145,10 @@ bool waitForEnd(LinkWatcher* watcher)
     return watcher->endedCleanly() && !watcher->hasFailed();
 }
 
-bool bareReceive(quint16 port, qint64 expectedFrames)
+bool bareReceive(quint16 port, const FloodSender& sender, qint64 expectedFrames)
 {
     BareReceiver receiver(FloodStream::endKind);
-    return receiver.receive(port) && receiver.frameCount() == expectedFrames;
+    return receiver.receive(port, sender.totalBytes()) && receiver.frameCount() == expectedFrames;
 }
 
 bool discardReceive(quint16 port, const FloodSender& sender)
@@ -165,8 +165,8 @@ void BM_IngestBareRecv(benchmark::State& state)
 {
     const FloodStream& stream = floodStream(state);
     const qint64 expected = qint64(stream.frameCount()) * state.range(0);
-    const Receiver bare = [expected](quint16 port, const FloodSender&) {
-        return bareReceive(port, expected);
+    const Receiver bare = [expected](quint16 port, const FloodSender& sender) {
+        return bareReceive(port, sender, expected);
     };
     FloodTimes alone;
     FloodTimes times;
