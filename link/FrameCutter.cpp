@@ -50,9 +50,7 @@ FrameCutter::Step FrameCutter::cutChunk(QIODevice* device)
     const qint64 available = device->bytesAvailable();
     if (available < PacketHeader::headerSize)
         return NeedMoreBytes;
-    // A new block for every chunk: the frames cut from it share it, and it
-    // goes when the last of them has been decoded.
-    QByteArray chunk(qMin(available, chunkBytes), Qt::Uninitialized);
+    QByteArray& chunk = blockFor(qMin(available, chunkBytes));
     const qint64 peeked = device->peek(chunk.data(), chunk.size());
     if (peeked < PacketHeader::headerSize)
         return Broken;
@@ -85,6 +83,20 @@ FrameCutter::Step FrameCutter::cutChunk(QIODevice* device)
     // What is left of the peek is less than a frame: either the device holds
     // more than the chunk, and the next round goes on, or it holds no more.
     return taken > 0 && peeked < available ? TookFrames : NeedMoreBytes;
+}
+
+// The frames cut from a block share it. When every one of them is gone, as
+// after a pass in which the decoders took their frames, the block is used
+// again; while one still lives, a new block is made and the old one goes with
+// its last frame.
+QByteArray& FrameCutter::blockFor(qint64 length)
+{
+    if (!block.isDetached() || block.capacity() < length) {
+        block = QByteArray();
+        block.reserve(chunkBytes);
+    }
+    block.resize(length);
+    return block;
 }
 
 FrameCutter::Step FrameCutter::takeLargeFrame(QIODevice* device, quint32 frameSize)

@@ -1,6 +1,7 @@
 #ifndef FRAMECUTTER_H
 #define FRAMECUTTER_H
 
+#include <QByteArray>
 #include <QtGlobal>
 
 class PacketQueue;
@@ -56,10 +57,13 @@ private:
 
     Step cutChunk(QIODevice* device);
     Step takeLargeFrame(QIODevice* device, quint32 frameSize);
+    QByteArray& blockFor(qint64 length);
     bool canQueue(quint32 frameSize) const;
 
     PacketQueue* packetQueue;
     qint64 maxQueuedBytes;
+    // The block of the last peek, shared with the frames cut from it.
+    QByteArray block;
 };
 
 #endif
