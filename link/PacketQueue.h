@@ -2,8 +2,10 @@
 #define PACKETQUEUE_H
 
 #include <QByteArray>
-#include <QHash>
-#include <deque>
+
+#include <array>
+#include <memory>
+#include <vector>
 
 // The received frames that wait for a decoder, whole frames with their
 // headers, oldest first within each packet.
@@ -16,6 +18,12 @@
 // and shift every frame of the other kinds, so a batch of N frames of five
 // interleaved kinds would cost O(N^2); here a whole batch costs O(N).
 //
+// A packet finds its FIFO through a table indexed by kind and then by
+// sub-kind, not through a hash: a flood of small sample frames does an append
+// and a take per frame, and these are two loads each. A FIFO is a list read
+// from a head index, so that taking does not shift the frames behind it; it
+// is emptied, keeping its memory, when its last frame is taken.
+//
 // A plain value class: it has no signals and is owned by ProfilerNetwork.
 class PacketQueue
 {
@@ -23,6 +31,7 @@ public:
     // Appends a frame; it must hold at least its 12-byte header, which the
     // receive loop guarantees. A shorter array is ignored.
     void append(const QByteArray& frame);
+    void append(QByteArray&& frame);
 
     // How many queued frames have byte 8 == kind and byte 9 == subKind.
     int count(quint8 kind, quint8 subKind) const;
@@ -31,15 +40,37 @@ public:
     // none matches (the queue is then left as it was).
     QByteArray take(quint8 kind, quint8 subKind);
 
+    // Gives each frame appended since the last call that is still queued a
+    // copy of its own bytes. The receive loop cuts frames as slices of one
+    // block of received bytes; a frame that no decoder takes must not keep
+    // the whole block alive, so the link calls this at the end of each pass.
+    void unshareFrames();
+
     void clear();
     bool isEmpty() const { return frameCount == 0; }
     int size() const { return frameCount; }
     qint64 byteCount() const { return bytes; }
 
 private:
-    static quint16 key(quint8 kind, quint8 subKind) { return quint16((kind << 8) | subKind); }
+    struct Fifo
+    {
+        std::vector<QByteArray> frames;
+        size_t head = 0;
+        // Index of the first frame appended since the last unshareFrames(),
+        // -1 when there is none.
+        qint64 firstFresh = -1;
+    };
+    // Index into fifos of each sub-kind of one kind, -1 where there is none.
+    using SubKindSlots = std::array<int, 256>;
 
-    QHash<quint16, std::deque<QByteArray>> packets;
+    Fifo* find(quint8 kind, quint8 subKind) const;
+    Fifo& findOrAdd(quint8 kind, quint8 subKind);
+
+    std::array<std::unique_ptr<SubKindSlots>, 256> slots;
+    // One for each packet seen since the last clear(); at most 65536.
+    std::vector<std::unique_ptr<Fifo>> fifos;
+    // The FIFOs that got a frame since the last unshareFrames().
+    std::vector<Fifo*> freshFifos;
     int frameCount = 0;
     qint64 bytes = 0;
 };

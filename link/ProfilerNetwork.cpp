@@ -186,10 +186,12 @@ void ProfilerNetwork::slotPacketArrived()
     // A stream that cannot be framed drops the link; the frames cut before
     // the break stay queued, and no packetReady is sent for this pass.
     if (frameCutter->cutFrames(socket) == FrameCutter::BrokenStream) {
+        packetQueue->unshareFrames();
         failLink();
         return;
     }
     deliverQueue();
+    packetQueue->unshareFrames();
 }
 
 void ProfilerNetwork::slotReconnectTimeout()

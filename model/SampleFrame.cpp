@@ -20,17 +20,19 @@ QList<QByteArray> takeAll(ProfilerNetwork* network, quint8 kind, quint8 subKind)
     if (network == nullptr) {
         return frames;
     }
-    // Count once per round, not before every take: each count walks the whole queue,
-    // so counting per take would make a burst of N frames cost N * N.
+    // Count once per round, not before every take, and move each frame straight into
+    // its place: a flood of samples brings thousands of frames to every pass.
     for (int count = network->countPackets(kind, subKind); count > 0;
          count = network->countPackets(kind, subKind)) {
-        frames.reserve(frames.size() + count);
+        const qsizetype start = frames.size();
+        frames.resize(start + count);
+        QByteArray* taken = frames.data() + start;
         for (int i = 0; i < count; ++i) {
-            QByteArray frame = network->takePacket(kind, subKind);
-            if (frame.isEmpty()) {
+            taken[i] = network->takePacket(kind, subKind);
+            if (taken[i].isEmpty()) {
+                frames.resize(start + i);
                 return frames; // the queue disagrees with its own count: stop, never spin
             }
-            frames.append(frame);
         }
     }
     return frames;

@@ -18,29 +18,73 @@ BareReceiver::~BareReceiver()
     delete[] buffer;
 }
 
-bool BareReceiver::receive(quint16 port)
+bool BareReceiver::receive(quint16 port, qint64 streamBytes)
 {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const int fd = connectTo(port);
     if (fd < 0)
         return false;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bool ok = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-              readAll(fd);
+    const bool ok = readAll(fd, streamBytes);
     ::close(fd);
     return ok;
 }
 
-bool BareReceiver::readAll(int fd)
+bool BareReceiver::discard(quint16 port, qint64 byteCount)
 {
+    const int fd = connectTo(port);
+    if (fd < 0)
+        return false;
+    const bool ok = discardAll(fd, byteCount);
+    ::close(fd);
+    return ok;
+}
+
+// A socket connected to 127.0.0.1:port, or -1.
+int BareReceiver::connectTo(quint16 port)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0)
+        return -1;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// MSG_TRUNC on a TCP socket drops the bytes in the kernel instead of copying
+// them into the buffer.
+bool BareReceiver::discardAll(int fd, qint64 byteCount)
+{
+    while (byteCount > 0) {
+        const size_t step = size_t(qMin(byteCount, bufferBytes));
+        const ssize_t got = ::recv(fd, buffer, step, MSG_TRUNC);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return false;
+        byteCount -= got;
+    }
+    return true;
+}
+
+bool BareReceiver::readAll(int fd, qint64 streamBytes)
+{
+    const bool known = streamBytes > 0;
+    qint64 left = streamBytes;
     while (!ended) {
-        const ssize_t got = ::recv(fd, buffer, size_t(bufferBytes), 0);
+        const qint64 wanted = known ? qMin(left, bufferBytes) : bufferBytes;
+        if (wanted <= 0)
+            return false;
+        const ssize_t got = ::recv(fd, buffer, size_t(wanted), known ? MSG_WAITALL : 0);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0 || !cut(buffer, got))
             return false;
+        left -= got;
     }
     return true;
 }

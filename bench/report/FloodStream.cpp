@@ -3,11 +3,14 @@
 #include "SimFrameWriter.h"
 #include "SimTarget.h"
 
+#include <QList>
+
 namespace {
 
 // The order in which the simulated target serves its subscriptions when all
 // of them are due at once, then the two that are due again 100 ms later.
-const quint8 roundKinds[FloodStream::framesPerRound] = {1, 7, 3, 4, 5, 9, 1, 7};
+const QList<quint8> subscriptionKinds = {1, 7, 3, 4, 5, 9, 1, 7};
+const QList<quint8> sampleKinds = {3, 4, 5, 9};
 
 QByteArray frameOf(const SimTarget& target, quint8 kind)
 {
@@ -29,9 +32,10 @@ QByteArray frameOf(const SimTarget& target, quint8 kind)
 
 } // namespace
 
-FloodStream::FloodStream(int units, int rounds) : frames(0)
+FloodStream::FloodStream(int units, int rounds, Mix mix) : frames(0)
 {
     SimTarget target(SimShape::Mixer, units, true);
+    const QList<quint8>& roundKinds = mix == Subscriptions ? subscriptionKinds : sampleKinds;
     for (int round = 0; round < rounds; ++round) {
         target.advanceTo(qint64(round) * SimTarget::stepMilliseconds);
         for (quint8 kind : roundKinds) {

@@ -27,54 +27,108 @@
 
 #include <benchmark/benchmark.h>
 
+#include <ctime>
 #include <functional>
 #include <initializer_list>
 
 namespace {
 
 // A living network of 200 units, as in the first steady-cost figure, in 50 rounds
-// of the subscription mix (400 frames, about 2 MB) that are sent again and
-// again. The argument of each benchmark is how many times.
+// of the subscription mix (400 frames, about 2 MB), or in 10000 rounds of the
+// samples alone (40000 frames, about 2 MB), sent again and again. The first
+// argument of each benchmark is how many times, the second the mix.
 const int floodUnits = 200;
-const int floodRounds = 50;
+const int subscriptionRounds = 50;
+const int sampleRounds = 10000;
 
-const FloodStream& floodStream()
+const FloodStream& floodStream(int mix)
 {
-    static const FloodStream stream(floodUnits, floodRounds);
-    return stream;
+    static const FloodStream subscriptions(floodUnits, subscriptionRounds,
+                                           FloodStream::Subscriptions);
+    static const FloodStream samples(floodUnits, sampleRounds, FloodStream::SamplesOnly);
+    return mix == FloodStream::SamplesOnly ? samples : subscriptions;
+}
+
+const FloodStream& floodStream(const benchmark::State& state)
+{
+    return floodStream(int(state.range(1)));
 }
 
 // Receives one whole flood from the port; true when every frame came through.
-using Receiver = std::function<bool(quint16 port)>;
+using Receiver = std::function<bool(quint16 port, const FloodSender& sender)>;
+
+double threadCpuSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+// Wall time and the processor time of each side, summed over the floods.
+struct FloodTimes
+{
+    double seconds = 0.0;
+    double readerCpu = 0.0;
+    double senderCpu = 0.0;
+    qint64 frames = 0;
+};
+
+// One whole flood into `receive`, which runs on this thread. False, with the
+// reason in `error`, when the flood did not come through whole.
+bool floodOnce(const Receiver& receive, const FloodStream& stream, int repeats, FloodTimes* times,
+               const char** error)
+{
+    FloodSender sender(stream.bytes(), repeats);
+    const quint16 port = sender.listen();
+    if (port == 0) {
+        *error = "the flooding sender cannot listen";
+        return false;
+    }
+    QElapsedTimer clock;
+    clock.start();
+    const double cpuStart = threadCpuSeconds();
+    const bool received = receive(port, sender);
+    const double cpu = threadCpuSeconds() - cpuStart;
+    const double elapsed = double(clock.nsecsElapsed()) / 1e9;
+    sender.wait();
+    if (!received || !sender.hasSentAll()) {
+        *error = "the flood did not come through whole";
+        return false;
+    }
+    times->seconds += elapsed;
+    times->readerCpu += cpu;
+    times->senderCpu += sender.cpuSeconds();
+    times->frames += qint64(stream.frameCount()) * repeats;
+    return true;
+}
+
+// Frames a second of wall time, and frames a second of the reading thread's
+// own processor time: the second is what the reader costs, whatever else the
+// machine is doing, and is the figure that the ratios are taken of.
+void reportRates(benchmark::State& state, const FloodTimes& times)
+{
+    const FloodStream& stream = floodStream(state);
+    const double frames = double(times.frames);
+    state.counters["frames_per_second"] = frames / times.seconds;
+    state.counters["frames_per_cpu_second"] = frames / times.readerCpu;
+    state.counters["sender_frames_per_cpu_second"] = frames / times.senderCpu;
+    state.counters["MB_per_second"] =
+        double(stream.bytes().size()) * frames / stream.frameCount() / times.seconds / 1e6;
+}
 
 void runFlood(benchmark::State& state, const Receiver& receive)
 {
-    const FloodStream& stream = floodStream();
-    const int repeats = int(state.range(0));
-    double seconds = 0.0;
+    FloodTimes times;
     for (auto _ : state) {
-        FloodSender sender(stream.bytes(), repeats);
-        const quint16 port = sender.listen();
-        if (port == 0) {
-            state.SkipWithError("the flooding sender cannot listen");
+        const double before = times.seconds;
+        const char* error = nullptr;
+        if (!floodOnce(receive, floodStream(state), int(state.range(0)), &times, &error)) {
+            state.SkipWithError(error);
             return;
         }
-        QElapsedTimer clock;
-        clock.start();
-        const bool received = receive(port);
-        const double elapsed = double(clock.nsecsElapsed()) / 1e9;
-        sender.wait();
-        if (!received || !sender.hasSentAll()) {
-            state.SkipWithError("the flood did not come through whole");
-            return;
-        }
-        state.SetIterationTime(elapsed);
-        seconds += elapsed;
+        state.SetIterationTime(times.seconds - before);
     }
-    const double frames = double(stream.frameCount()) * repeats * double(state.iterations());
-    state.counters["frames_per_second"] = frames / seconds;
-    state.counters["MB_per_second"] =
-        double(stream.bytes().size()) * repeats * double(state.iterations()) / seconds / 1e6;
+    reportRates(state, times);
 }
 
 // Runs the event loop until the watcher reports the end or the link's failure.
@@ -91,13 +145,47 @@ bool waitForEnd(LinkWatcher* watcher)
     return watcher->endedCleanly() && !watcher->hasFailed();
 }
 
+bool bareReceive(quint16 port, const FloodSender& sender, qint64 expectedFrames)
+{
+    BareReceiver receiver(FloodStream::endKind);
+    return receiver.receive(port, sender.totalBytes()) && receiver.frameCount() == expectedFrames;
+}
+
+bool discardReceive(quint16 port, const FloodSender& sender)
+{
+    BareReceiver receiver(FloodStream::endKind);
+    return receiver.discard(port, sender.totalBytes());
+}
+
+// The floor, and the proof that it is the floor: each round floods a reader
+// that throws the bytes away unread (the sender alone) and then the bare
+// reader. The bare reader is the limit when the sender alone is at least
+// twice as fast, in wall time and in each side's processor time.
 void BM_IngestBareRecv(benchmark::State& state)
 {
-    const qint64 expected = qint64(floodStream().frameCount()) * state.range(0);
-    runFlood(state, [expected](quint16 port) {
-        BareReceiver receiver(FloodStream::endKind);
-        return receiver.receive(port) && receiver.frameCount() == expected;
-    });
+    const FloodStream& stream = floodStream(state);
+    const qint64 expected = qint64(stream.frameCount()) * state.range(0);
+    const Receiver bare = [expected](quint16 port, const FloodSender& sender) {
+        return bareReceive(port, sender, expected);
+    };
+    FloodTimes alone;
+    FloodTimes times;
+    for (auto _ : state) {
+        const double before = times.seconds;
+        const char* error = nullptr;
+        if (!floodOnce(discardReceive, stream, int(state.range(0)), &alone, &error) ||
+            !floodOnce(bare, stream, int(state.range(0)), &times, &error)) {
+            state.SkipWithError(error);
+            return;
+        }
+        state.SetIterationTime(times.seconds - before);
+    }
+    reportRates(state, times);
+    const double aloneRate = double(alone.frames) / alone.seconds;
+    const double bareRate = double(times.frames) / times.seconds;
+    state.counters["sender_alone_frames_per_second"] = aloneRate;
+    state.counters["sender_headroom"] = aloneRate / bareRate;
+    state.counters["sender_cpu_headroom"] = times.readerCpu / times.senderCpu;
 }
 
 // The link and the five decoders as the form makes them, in the same order,
@@ -122,7 +210,7 @@ struct LinkAndDecoders
 
 void BM_IngestLink(benchmark::State& state)
 {
-    runFlood(state, [](quint16 port) {
+    runFlood(state, [](quint16 port, const FloodSender&) {
         LinkAndDecoders link;
         link.network.connectToTarget(QStringLiteral("127.0.0.1"), port);
         const bool ok = waitForEnd(&link.watcher);
@@ -148,7 +236,7 @@ void BM_IngestWholeProgram(benchmark::State& state)
     QLineEdit* portEdit = form->findChild<QLineEdit*>(QStringLiteral("portEdit"));
     QPushButton* connectButton = form->findChild<QPushButton*>(QStringLiteral("connectButton"));
     QLabel* statusLabel = form->findChild<QLabel*>(QStringLiteral("statusLabel"));
-    runFlood(state, [&](quint16 port) {
+    runFlood(state, [&](quint16 port, const FloodSender&) {
         watcher.reset();
         portEdit->setText(QString::number(port));
         connectButton->click();
@@ -166,25 +254,30 @@ void BM_IngestWholeProgram(benchmark::State& state)
 
 } // namespace
 
-// 500 repeats are 200000 frames, about 1.1 GB: half a second or more for the
-// floor and the link. The window is several times slower, and a fifth of
-// that is enough for it to run for seconds.
+// The subscription mix: 500 repeats are 200000 frames, about 1.1 GB, half a
+// second or more for the floor and the link; the window is several times
+// slower, and a fifth of that is enough for it to run for seconds. The
+// samples alone: 200 repeats are 8 million frames, about 400 MB, for the
+// floor; the link and the window take far longer for each frame.
 BENCHMARK(BM_IngestBareRecv)
-    ->Arg(500)
+    ->Args({500, FloodStream::Subscriptions})
+    ->Args({200, FloodStream::SamplesOnly})
     ->Iterations(1)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_IngestLink)
-    ->Arg(500)
+    ->Args({500, FloodStream::Subscriptions})
+    ->Args({20, FloodStream::SamplesOnly})
     ->Iterations(1)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_IngestWholeProgram)
-    ->Arg(100)
+    ->Args({100, FloodStream::Subscriptions})
+    ->Args({10, FloodStream::SamplesOnly})
     ->Iterations(1)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true)

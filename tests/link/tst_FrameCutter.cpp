@@ -58,6 +58,9 @@ class tst_FrameCutter : public QObject
 private Q_SLOTS:
     void sameFramesAtEverySplit_data();
     void sameFramesAtEverySplit();
+    void framesBeyondOneChunk_data();
+    void framesBeyondOneChunk();
+    void leftoversOwnTheirBytes();
 };
 
 void tst_FrameCutter::sameFramesAtEverySplit_data()
@@ -120,6 +123,58 @@ void tst_FrameCutter::sameFramesAtEverySplit()
         QVERIFY2(outcome.consumed == frames.join().size(), where.constData());
         QVERIFY2(takeExactly(queue, frames), where.constData());
     }
+}
+
+void tst_FrameCutter::framesBeyondOneChunk_data()
+{
+    QTest::addColumn<QList<QByteArray>>("frames");
+    QTest::addColumn<QList<qint64>>("chunks");
+
+    const QByteArray sample = TestFrames::frame(PacketKind::Stats, 0, 0, QByteArray(60, '\x09'));
+    const QList<QByteArray> samples(int(3 * FrameCutter::chunkBytes / sample.size()), sample);
+    const QByteArray large =
+        TestFrames::frame(PacketKind::DSPNetwork, 0, 6, QByteArray(FrameCutter::chunkBytes, '\1'));
+    QTest::newRow("samples over three chunks, in one read") << samples << QList<qint64>();
+    QTest::newRow("samples over three chunks, in odd reads")
+        << samples << QList<qint64>{100001, 100001, 300001};
+    QTest::newRow("a frame larger than a chunk between samples")
+        << samples.mid(0, 10) + QList<QByteArray>{large} + samples.mid(0, 10) << QList<qint64>();
+    QTest::newRow("a frame larger than a chunk, arriving in halves")
+        << QList<QByteArray>{large, sample} << QList<qint64>{FrameCutter::chunkBytes / 2};
+}
+
+// A device may hold more than one peek takes in, and a frame may be larger
+// than a peek: every frame must come out all the same.
+void tst_FrameCutter::framesBeyondOneChunk()
+{
+    QFETCH(QList<QByteArray>, frames);
+    QFETCH(QList<qint64>, chunks);
+    PacketQueue queue;
+    const CutOutcome outcome = cutInChunks(frames.join(), chunks, queue, noQueueCap);
+    QCOMPARE(outcome.result, FrameCutter::WholeFramesTaken);
+    QCOMPARE(outcome.consumed, frames.join().size());
+    QVERIFY(takeExactly(queue, frames));
+}
+
+// Frames are cut as slices of one block; a frame left in the queue after a
+// pass must hold its own bytes, or a frame nobody takes would keep the whole
+// block of the pass alive.
+void tst_FrameCutter::leftoversOwnTheirBytes()
+{
+    const QByteArray taken = TestFrames::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\3'));
+    const QByteArray left = TestFrames::frame(2, 0, 0, QByteArray(8, '\2'));
+    const QByteArray stream = taken.repeated(1000) + left + taken.repeated(1000);
+    PacketQueue queue;
+    FrameCutter cutter(&queue, noQueueCap);
+    ChunkedDevice device(stream);
+    device.reveal(stream.size());
+    QCOMPARE(cutter.cutFrames(&device), FrameCutter::WholeFramesTaken);
+    while (!queue.take(PacketKind::CPU, 0).isEmpty()) {
+    }
+    queue.unshareFrames();
+    QByteArray leftover = queue.take(2, 0);
+    QCOMPARE(leftover, left);
+    QVERIFY(leftover.capacity() < 2 * left.size());
 }
 
 QTEST_GUILESS_MAIN(tst_FrameCutter)
