@@ -3,12 +3,12 @@
 #include <QObject>
 
 class QAbstractSocket;
-class QSocketNotifier;
+class SimSignalWatcher;
 
 // Every call of zelto-capture that needs the operating system stands here,
 // so that a port to another system touches this one file: Ctrl+C and
-// SIGTERM become the Qt signal terminationRequested (the handler only writes
-// a byte into a socket pair that the event loop reads), a broken pipe does
+// SIGTERM become the Qt signal terminationRequested (through the simulated
+// target's signal watcher, which the port replaces too), a broken pipe does
 // not end the program, a connection can be ended with a reset, and the
 // progress line asks whether it writes to a terminal.
 class CapturePlatform : public QObject
@@ -28,11 +28,6 @@ public:
 Q_SIGNALS:
     void terminationRequested();
 
-private Q_SLOTS:
-    void slotSignalArrived();
-
 private:
-    static void handleSignal(int signalNumber);
-
-    QSocketNotifier* notifier;
+    SimSignalWatcher* watcher;
 };
