@@ -4,22 +4,11 @@
 #include "SimProcess.h"
 
 #include <QTcpSocket>
-#include <QtEndian>
 #include <QtTest>
 
 namespace {
 
 const QString socketError = QStringLiteral("A socket error has occurred... Disconnected.");
-
-// A subscription frame to kind 1 every 100 ms.
-QByteArray subscription()
-{
-    QByteArray bytes(18, '\0');
-    qToLittleEndian<quint32>(18, bytes.data());
-    bytes[12] = 1;
-    bytes[14] = 100;
-    return bytes;
-}
 
 } // namespace
 
@@ -133,7 +122,8 @@ void TestSimEndToEnd::badClientIsDropped_data()
     QTest::newRow("text instead of frames")
         << QByteArray("GET / HTTP/1.1\r\n\r\n") << "frame size 542393671 is above";
     QTest::newRow("truncated frame")
-        << subscription().left(15) << "middle of a frame (15 of 18 bytes)";
+        << QByteArray::fromHex("120000000000000000000000010064") // 15 of a subscription's 18
+        << "middle of a frame (15 of 18 bytes)";
 }
 
 // Whatever a client sends, the simulator logs it, lets that client go and
