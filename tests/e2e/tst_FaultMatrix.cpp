@@ -63,9 +63,9 @@ void chooseFromOpenMenu(const QString& text)
 Q_DECLARE_METATYPE(Recovery)
 
 // The whole form against the simulated target process: a plate's menu used
-// as a user uses it, and one target fault per row. Each row checks the status line and the bar
-// right after the fault, then that packets are decoded again, into the network graph and into all
-// four line graph tabs.
+// as a user uses it, and one target fault per row. Each row checks the status
+// line and the bar right after the fault, then that packets are decoded again,
+// into the network graph and into all four line graph tabs.
 class TestFaultMatrix : public QObject
 {
     Q_OBJECT
