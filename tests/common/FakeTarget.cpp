@@ -36,11 +36,6 @@ bool FakeTarget::hasClient() const
     return client != nullptr && client->state() == QAbstractSocket::ConnectedState;
 }
 
-QByteArray FakeTarget::received(int connection) const
-{
-    return receivedBytes.value(connection);
-}
-
 QByteArray FakeTarget::received() const
 {
     return receivedBytes.isEmpty() ? QByteArray() : receivedBytes.last();

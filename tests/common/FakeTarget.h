@@ -28,9 +28,7 @@ public:
 
     int connectionCount() const { return int(receivedBytes.size()); }
     bool hasClient() const;
-    // Bytes received on the given connection (0 is the first), or on the
-    // latest one.
-    QByteArray received(int connection) const;
+    // Bytes received on the latest connection.
     QByteArray received() const;
 
     // Writes to the current client at once.

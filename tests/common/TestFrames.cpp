@@ -96,12 +96,6 @@ int TestFrames::recordSize(int version)
     return sizes[version];
 }
 
-int TestFrames::firstRecordOffset(int version)
-{
-    static const int offsets[] = {12, 16, 17, 17, 17, 17, 20};
-    return offsets[version];
-}
-
 QByteArray TestFrames::frame(quint8 kind, quint8 subKind, quint8 version, const QByteArray& payload)
 {
     QByteArray bytes(12, '\0');
@@ -110,21 +104,6 @@ QByteArray TestFrames::frame(quint8 kind, quint8 subKind, quint8 version, const 
     bytes[9] = static_cast<char>(subKind);
     bytes[10] = static_cast<char>(version);
     return bytes + payload;
-}
-
-QByteArray TestFrames::snapshotHeader(int version, float totalCPU, qint32 sampleRate,
-                                      qint32 blockLength)
-{
-    QByteArray bytes(firstRecordOffset(version) - 12, '\0');
-    if (version >= 1 && version <= 5) {
-        quint32 bits;
-        std::memcpy(&bits, &totalCPU, sizeof bits);
-        put<quint32>(bytes, 0, bits);
-    } else if (version == 6) {
-        put<qint32>(bytes, 0, sampleRate);
-        put<qint32>(bytes, 4, blockLength);
-    }
-    return bytes;
 }
 
 QByteArray TestFrames::nodeRecord(int version, const TestNode& node, qint64 inputCount, bool send,
@@ -145,27 +124,33 @@ QByteArray TestFrames::nodeRecord(int version, const TestNode& node, qint64 inpu
 QByteArray TestFrames::snapshot(int version, const QByteArray& records, float totalCPU,
                                 qint32 sampleRate, qint32 blockLength)
 {
-    return frame(1, 0, static_cast<quint8>(version),
-                 snapshotHeader(version, totalCPU, sampleRate, blockLength) + records);
-}
-
-QByteArray TestFrames::groupRecord(const TestGroup& group)
-{
-    QByteArray r(296, '\0');
-    put<quint64>(r, 0, group.id);
-    put<quint64>(r, 8, group.parentId);
-    put<quint32>(r, 16, group.guid.data1);
-    put<quint16>(r, 20, group.guid.data2);
-    put<quint16>(r, 22, group.guid.data3);
-    std::memcpy(r.data() + 24, group.guid.data4, 8);
-    putText(r, 36, 260, group.name);
-    return r;
+    // Bytes between the frame header and the first record.
+    static const int headerBytes[] = {0, 4, 5, 5, 5, 5, 8};
+    QByteArray head(headerBytes[version], '\0');
+    quint32 bits;
+    std::memcpy(&bits, &totalCPU, sizeof bits);
+    if (version >= 1 && version <= 5)
+        put<quint32>(head, 0, bits);
+    if (version == 6) {
+        put<qint32>(head, 0, sampleRate);
+        put<qint32>(head, 4, blockLength);
+    }
+    return frame(1, 0, static_cast<quint8>(version), head + records);
 }
 
 QByteArray TestFrames::groupTable(const QList<TestGroup>& groups)
 {
     QByteArray records;
-    for (const TestGroup& group : groups)
-        records += groupRecord(group);
+    for (const TestGroup& group : groups) {
+        QByteArray r(296, '\0');
+        put<quint64>(r, 0, group.id);
+        put<quint64>(r, 8, group.parentId);
+        put<quint32>(r, 16, group.guid.data1);
+        put<quint16>(r, 20, group.guid.data2);
+        put<quint16>(r, 22, group.guid.data3);
+        std::memcpy(r.data() + 24, group.guid.data4, 8);
+        putText(r, 36, 260, group.name);
+        records += r;
+    }
     return frame(7, 0, 0, records);
 }

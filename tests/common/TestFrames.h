@@ -44,18 +44,11 @@ class TestFrames
 public:
     // Size of one node record of the version (45, 49, 61, 179, 187, 195, 94).
     static int recordSize(int version);
-    // Offset of the first node record in a snapshot frame of the version.
-    static int firstRecordOffset(int version);
 
     // A whole frame: the 12-byte header, with size = 12 + payload length, and
     // the payload.
     static QByteArray frame(quint8 kind, quint8 subKind, quint8 version,
                             const QByteArray& payload = QByteArray());
-
-    // The bytes between the frame header and the first record: totalCPU for
-    // versions 1 to 5, sampleRate and blockLength for version 6, nothing for 0.
-    static QByteArray snapshotHeader(int version, float totalCPU, qint32 sampleRate,
-                                     qint32 blockLength);
 
     // One node record. inputCount is written as it stands, cut to the field's
     // width (signed 32 bits up to version 5, unsigned 16 bits in version 6), so
@@ -64,13 +57,14 @@ public:
     static QByteArray nodeRecord(int version, const TestNode& node, qint64 inputCount,
                                  bool send = false, bool sidechain = false);
 
-    // A whole snapshot frame (kind 1, sub-kind 0) around already built records.
+    // A whole snapshot frame (kind 1, sub-kind 0) around already built records;
+    // the header holds totalCPU in versions 1 to 5, sampleRate and blockLength
+    // in version 6.
     static QByteArray snapshot(int version, const QByteArray& records, float totalCPU = 0.0f,
                                qint32 sampleRate = 0, qint32 blockLength = 0);
 
-    // One 296-byte group record, and a whole group table frame (kind 7,
-    // sub-kind 0, version 0).
-    static QByteArray groupRecord(const TestGroup& group);
+    // A whole group table frame (kind 7, sub-kind 0, version 0) of 296-byte
+    // records.
     static QByteArray groupTable(const QList<TestGroup>& groups);
 };
 

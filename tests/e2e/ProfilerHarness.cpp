@@ -7,12 +7,8 @@
 #include "ProfilerNetwork.h"
 #include "StatsHistory.h"
 
-#include <algorithm>
-#include <iterator>
-
 ProfilerHarness::ProfilerHarness() : network(new ProfilerNetwork())
 {
-    resetCounts();
     // Linked before the decoders are made, so that it sees each batch whole.
     connect(network, SIGNAL(packetReady()), this, SLOT(slotPacketReady()));
     connect(network, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
@@ -43,11 +39,6 @@ void ProfilerHarness::connectTo(quint16 port)
     network->connectToTarget(QStringLiteral("127.0.0.1"), port);
 }
 
-void ProfilerHarness::resetCounts()
-{
-    std::fill(std::begin(counts), std::end(counts), 0);
-}
-
 DSPNode* ProfilerHarness::findNode(const QString& name) const
 {
     for (DSPNode* node : tree->nodes) {
@@ -72,8 +63,5 @@ void ProfilerHarness::slotStatusChanged(QString status)
 
 void ProfilerHarness::slotPacketReady()
 {
-    // Only kinds that a decoder takes: the others stay queued and would be
-    // counted again on every pass.
-    for (quint8 kind : {1, 7, 3, 4, 5, 9})
-        counts[kind] += network->countPackets(kind, 0);
+    snapshots += network->countPackets(1, 0);
 }

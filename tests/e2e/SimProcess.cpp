@@ -80,8 +80,10 @@ int SimProcess::finish(SimProcess*& sim, bool testFailed)
 {
     if (!sim)
         return 0;
-    if (testFailed)
-        sim->dump();
+    for (const QString& line : sim->received) {
+        if (testFailed)
+            qInfo("sim| %s", qPrintable(line));
+    }
     const int exitCode = sim->stop();
     delete sim;
     sim = nullptr;
@@ -100,12 +102,6 @@ int SimProcess::stop(int timeoutMs)
     }
     slotReadyRead();
     return process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1;
-}
-
-void SimProcess::dump() const
-{
-    for (const QString& line : received)
-        qInfo("sim| %s", qPrintable(line));
 }
 
 void SimProcess::slotReadyRead()

@@ -42,8 +42,6 @@ public:
     // Stops the simulator with SIGTERM and returns its exit code; -1 when it
     // crashed or had to be killed after `timeoutMs`.
     int stop(int timeoutMs = 5000);
-    // Prints the log so far, for a failed test.
-    void dump() const;
     // Ends a test's simulator, if it has one: prints its log when the test
     // failed, stops and deletes it. Returns the exit code, 0 without one.
     static int finish(SimProcess*& sim, bool testFailed);

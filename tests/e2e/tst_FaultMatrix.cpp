@@ -6,8 +6,10 @@
 #include "ProfilerForm.h"
 #include "SimProcess.h"
 
+#include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QtTest>
@@ -32,14 +34,38 @@ enum Recovery
     ClickConnect // the link gave up; the user connects again to a clean target
 };
 
+const GraphNode* findPlate(const DSPNetGraph* graph, const QString& name)
+{
+    for (const GraphNode& node : graph->graphNodes()) {
+        if (node.name == name)
+            return &node;
+    }
+    return nullptr;
+}
+
+// Picks the action named `text` of the menu that is open at the time.
+void chooseFromOpenMenu(const QString& text)
+{
+    QMenu* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    if (!menu)
+        return;
+    for (QAction* action : menu->actions()) {
+        if (action->text() == text) {
+            menu->setActiveAction(action);
+            action->trigger();
+        }
+    }
+    menu->close();
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Recovery)
 
-// One target fault per row, end to end: the whole form against the simulated
-// target process. Each row checks the status line and the bar right after
-// the fault, then that packets are decoded again, into the network graph and
-// into all four line graph tabs.
+// The whole form against the simulated target process: a plate's menu used
+// as a user uses it, and one target fault per row. Each row checks the status
+// line and the bar right after the fault, then that packets are decoded again,
+// into the network graph and into all four line graph tabs.
 class TestFaultMatrix : public QObject
 {
     Q_OBJECT
@@ -49,6 +75,7 @@ private Q_SLOTS:
     void cleanup();
     void fault_data();
     void fault();
+    void disabledUnitTurnsInactiveOnScreen();
 
 private:
     void startTarget(const QStringList& arguments);
@@ -205,6 +232,29 @@ void TestFaultMatrix::fault()
     QCOMPARE(status(), connected);
     QCOMPARE(look(), QStringLiteral("Live"));
     QCOMPARE(form->errorBoxes, errorBoxes);
+}
+
+// A right click on a plate and "Active" in its real menu, as a user does it:
+// the target logs the command and the plate comes back inactive.
+void TestFaultMatrix::disabledUnitTurnsInactiveOnScreen()
+{
+    startTarget({});
+    QVERIFY(sim->waitForLine(QStringLiteral("listening on"), 10000));
+    clickConnect();
+    DSPNetGraph* graph = form->findChild<DSPNetGraph*>();
+    const QString name = QStringLiteral("Music Stream A");
+    QTRY_VERIFY_WITH_TIMEOUT(findPlate(graph, name) && findPlate(graph, name)->active, 5000);
+
+    // The plate's middle, in widget pixels.
+    const GraphNode* plate = findPlate(graph, name);
+    const QPoint click = QPointF(plate->position + QPoint(60, 22)).toPoint() * graph->scale();
+    QTimer::singleShot(200, graph, [] { chooseFromOpenMenu(QStringLiteral("Active")); });
+    QTest::mouseClick(graph, Qt::RightButton, {}, click);
+
+    QTRY_VERIFY_WITH_TIMEOUT(sim->count(QStringLiteral("command enable id")) > 0, 5000);
+    const QString command = sim->lines().filter(QStringLiteral("command enable id")).first();
+    QVERIFY2(command.endsWith(QStringLiteral("= 0 (%1)").arg(name)), qPrintable(command));
+    QTRY_VERIFY_WITH_TIMEOUT(findPlate(graph, name) && !findPlate(graph, name)->active, 5000);
 }
 
 // Starts the simulator on the row's port. A target that refuses at first

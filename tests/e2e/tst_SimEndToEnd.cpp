@@ -3,6 +3,7 @@
 #include "ProfilerNetwork.h"
 #include "SimProcess.h"
 
+#include <QTcpSocket>
 #include <QtTest>
 
 namespace {
@@ -22,6 +23,10 @@ private Q_SLOTS:
     void commandRoundTrip();
     void largeNetworkArrives();
     void secondClientWaits();
+    void badClientIsDropped_data();
+    void badClientIsDropped();
+    void everyVersionDecodes_data();
+    void everyVersionDecodes();
 
 private:
     SimProcess* sim = nullptr;
@@ -36,7 +41,8 @@ void TestSimEndToEnd::init()
 
 void TestSimEndToEnd::cleanup()
 {
-    QCOMPARE(SimProcess::finish(sim, QTest::currentTestFailed()), 0); // SIGTERM ends it cleanly
+    // SIGTERM ends it cleanly; no client, however bad, ends it before.
+    QCOMPARE(SimProcess::finish(sim, QTest::currentTestFailed()), 0);
 }
 
 void TestSimEndToEnd::commandRoundTrip_data()
@@ -85,8 +91,8 @@ void TestSimEndToEnd::largeNetworkArrives()
     ProfilerHarness profiler;
     profiler.connectTo(sim->port());
     QTRY_VERIFY_WITH_TIMEOUT(profiler.tree->nodes.size() >= 100000, 30000);
-    profiler.resetCounts();
-    QTRY_VERIFY_WITH_TIMEOUT(profiler.frames(1) >= 5, 20000);
+    profiler.snapshots = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(profiler.snapshots >= 5, 20000);
     QCOMPARE(profiler.statusCount(socketError), 0);
 }
 
@@ -96,16 +102,113 @@ void TestSimEndToEnd::secondClientWaits()
     ProfilerHarness first;
     ProfilerHarness second;
     first.connectTo(sim->port());
-    QTRY_VERIFY_WITH_TIMEOUT(first.frames(1) > 0, 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(first.snapshots > 0, 5000);
     second.connectTo(sim->port());
     QVERIFY(sim->waitForLine(QStringLiteral("waits: another client is being served"), 5000));
 
-    first.resetCounts();
-    QTRY_VERIFY_WITH_TIMEOUT(first.frames(1) >= 5, 5000);
-    QCOMPARE(second.frames(1), 0);
+    first.snapshots = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(first.snapshots >= 5, 5000);
+    QCOMPARE(second.snapshots, 0);
     first.network->disconnectFromTarget();
-    QTRY_VERIFY_WITH_TIMEOUT(second.frames(1) > 0, 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(second.snapshots > 0, 5000);
     QCOMPARE(sim->count(QStringLiteral("subscription kind 1/0")), 2);
+}
+
+void TestSimEndToEnd::badClientIsDropped_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("logged");
+
+    QTest::newRow("text instead of frames")
+        << QByteArray("GET / HTTP/1.1\r\n\r\n") << "frame size 542393671 is above";
+    QTest::newRow("truncated frame")
+        << QByteArray::fromHex("120000000000000000000000010064") // 15 of a subscription's 18
+        << "middle of a frame (15 of 18 bytes)";
+}
+
+// Whatever a client sends, the simulator logs it, lets that client go and
+// serves the next one.
+void TestSimEndToEnd::badClientIsDropped()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, logged);
+    QVERIFY(sim->start());
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, sim->port());
+    QVERIFY(client.waitForConnected(3000));
+    client.write(bytes);
+    client.flush();
+    client.disconnectFromHost();
+    QVERIFY(sim->waitForLine(logged, 5000));
+    QVERIFY(sim->waitForLine(QStringLiteral("client left"), 5000));
+
+    ProfilerHarness profiler;
+    profiler.connectTo(sim->port());
+    QTRY_VERIFY_WITH_TIMEOUT(profiler.snapshots > 0, 5000);
+}
+
+// Every snapshot version that the simulated target can write must decode into
+// the same mixer network, with exactly the fields that version carries.
+void TestSimEndToEnd::everyVersionDecodes_data()
+{
+    QTest::addColumn<int>("version");
+    QTest::addColumn<bool>("wideIds"); // 64-bit ids rather than sign-extended 32-bit ones
+    QTest::addColumn<bool>("groups");  // groupId carried
+    QTest::addColumn<bool>("levels");  // volume levels carried
+    QTest::addColumn<bool>("flags");   // send and sidechain flags carried
+    QTest::addColumn<bool>("timing");  // sample rate and block length carried
+
+    QTest::newRow("v0") << 0 << false << false << false << false << false;
+    QTest::newRow("v1") << 1 << false << false << false << false << false;
+    QTest::newRow("v2") << 2 << true << false << true << false << false;
+    QTest::newRow("v3") << 3 << true << false << true << false << false;
+    QTest::newRow("v4") << 4 << true << true << true << false << false;
+    QTest::newRow("v5") << 5 << true << true << true << false << false;
+    QTest::newRow("v6") << 6 << true << true << true << true << true;
+}
+
+void TestSimEndToEnd::everyVersionDecodes()
+{
+    QFETCH(int, version);
+    QFETCH(bool, wideIds);
+    QFETCH(bool, groups);
+    QFETCH(bool, levels);
+    QFETCH(bool, flags);
+    QFETCH(bool, timing);
+    QVERIFY(sim->start({QStringLiteral("--dsp-version"), QString::number(version)}));
+    ProfilerHarness profiler;
+    profiler.connectTo(sim->port());
+    QTRY_COMPARE_WITH_TIMEOUT(profiler.tree->networkVersion, version, 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(profiler.findNode(QStringLiteral("Music Ducker")), 5000);
+    const DSPTree* tree = profiler.tree;
+
+    // The shape: the root under head, and the ducker fed by its fader and, as a
+    // repeated record, by the dialogue fader that the mixer also takes.
+    QCOMPARE(tree->head.inputs.size(), qsizetype(1));
+    QCOMPARE(tree->head.inputs[0].node->name, QStringLiteral("Master Fader"));
+    const DSPNode* ducker = profiler.findNode(QStringLiteral("Music Ducker"));
+    const DSPNode* dialogue = profiler.findNode(QStringLiteral("Dialogue Fader"));
+    const DSPNode* mixer = profiler.findNode(QStringLiteral("Master Mixer"));
+    QVERIFY(dialogue && mixer);
+    QCOMPARE(ducker->inputs.size(), qsizetype(2));
+    QCOMPARE(ducker->inputs[1].node, dialogue);
+    bool mixerTakesDialogue = false;
+    for (const DSPConnection& input : mixer->inputs)
+        mixerTakesDialogue |= input.node == dialogue;
+    QVERIFY(mixerTakesDialogue);
+    QCOMPARE(ducker->depth, 3); // fader, limiter, mixer, ducker
+    QTRY_COMPARE_WITH_TIMEOUT(tree->groups.size(), qsizetype(9), 5000);
+
+    // The simulator's ids have bit 31 set: versions 0 and 1 widen them with
+    // the sign.
+    QCOMPARE(ducker->id >> 32 == 0xFFFFFFFFu, !wideIds);
+    QCOMPARE(ducker->groupId != 0, groups);
+    QCOMPARE(!ducker->volumeLevels.isEmpty(), levels);
+    QCOMPARE(ducker->inputs[1].sidechain, flags);
+    QCOMPARE(tree->sampleRate != 0, timing);
+    QCOMPARE(profiler.statusCount(
+                 QStringLiteral("Connected. (Old version detected, reduced functionality)")) > 0,
+             version < 6);
 }
 
 QTEST_GUILESS_MAIN(TestSimEndToEnd)

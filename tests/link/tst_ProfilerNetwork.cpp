@@ -3,12 +3,15 @@
 #include "ProfilerNetwork.h"
 #include "TestFrames.h"
 
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QtTest>
 
 namespace {
 
 const char* const socketError = "A socket error has occurred... Disconnected.";
+const QString targetClosed = QStringLiteral("Target closed... Attempting reconnection.");
+const QString connected = QStringLiteral("Connected.");
 
 QString lastText(const QSignalSpy& spy)
 {
@@ -33,6 +36,7 @@ private Q_SLOTS:
     void attemptWhileOneRuns();
     void sendPacketBounds_data();
     void sendPacketBounds();
+    void silentTargetIsRetried();
 
 private:
     void connectLink();
@@ -59,7 +63,7 @@ void tst_ProfilerNetwork::connectLink()
     network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
     QTRY_VERIFY(network->isConnected() && target->hasClient());
     QCOMPARE(status.count(), 2);
-    QCOMPARE(lastText(status), QStringLiteral("Connected."));
+    QCOMPARE(lastText(status), connected);
     QVERIFY(!network->isConnecting());
     QVERIFY(!network->isIdleTimerActive()); // nothing received yet: never timed out
 }
@@ -205,6 +209,55 @@ void tst_ProfilerNetwork::sendPacketBounds()
     network->sendPacket(marker.constData());
     QTRY_COMPARE(target->received(), sent + marker);
     QVERIFY(network->isConnected());
+}
+
+// The idle and retry timers in real time. Tolerances are generous since the
+// machine may be busy, and a coarse timer may fire up to 5 % early; what
+// matters is the order of events and that nothing happens much too early.
+// Every arrival of bytes gives the target 3000 ms more; once they have passed
+// the link is dropped, and 5000 ms later the first retry connects without a
+// status line of its own. Then the target closes and refuses: refused retries
+// stay silent and the timer keeps going until the target listens again.
+void tst_ProfilerNetwork::silentTargetIsRetried()
+{
+    network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
+    QTRY_VERIFY(network->isConnected() && target->hasClient());
+
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
+    QElapsedTimer clock;
+    clock.start();
+    // When each status line came: read after a QTRY, the clock runs late on a
+    // busy machine. The connection ends with `scope`, before `when` goes.
+    QList<qint64> when;
+    QObject scope;
+    connect(network, &ProfilerNetwork::statusChanged, &scope,
+            [&] { when.append(clock.elapsed()); });
+    target->send(QByteArray(5, 'x'));
+    QTest::qWait(2000);
+    target->send(QByteArray(5, 'x')); // still no whole frame
+    const qint64 lastBytes = clock.elapsed();
+    QTRY_COMPARE_WITH_TIMEOUT(status.count(), 1, 10000);
+    QVERIFY2(when[0] - lastBytes >= 2850, qPrintable(QString::number(when[0] - lastBytes)));
+    QCOMPARE(status.at(0).at(0).toString(), targetClosed);
+    QVERIFY(!network->isConnected() && network->isConnecting());
+
+    QTRY_COMPARE_WITH_TIMEOUT(status.count(), 2, 10000);
+    QCOMPARE(status.at(1).at(0).toString(), connected);
+    QCOMPARE(target->connectionCount(), 2);
+    QVERIFY2(when[1] - when[0] >= 4750, qPrintable(QString::number(when[1] - when[0])));
+
+    target->stopListening();
+    target->closeClient();
+    QTRY_COMPARE(status.count(), 3);
+    QTRY_VERIFY_WITH_TIMEOUT(clock.elapsed() - when[2] > 6500, 10000);
+    QCOMPARE(status.count(), 3); // the first retry was refused without a word
+    QVERIFY(network->isConnecting() && network->isReconnectTimerActive());
+    QVERIFY(target->listen());
+    QTRY_COMPARE_WITH_TIMEOUT(status.count(), 4, 15000);
+    QCOMPARE(status.at(3).at(0).toString(), connected);
+    QVERIFY2(when[3] - when[2] >= 9000, qPrintable(QString::number(when[3] - when[2])));
+    QCOMPARE(target->connectionCount(), 3);
+    QVERIFY(!network->isReconnectTimerActive() && !network->isConnecting());
 }
 
 QTEST_GUILESS_MAIN(tst_ProfilerNetwork)

@@ -1,4 +1,4 @@
-#include "DSPTreeProbe.h"
+#include "DSPTree.h"
 #include "FakeTarget.h"
 #include "ProfilerNetwork.h"
 #include "TestNetwork.h"
@@ -56,6 +56,11 @@ QByteArray frameFor(const QString& code)
     frame = TestNetwork(code.section(QLatin1Char(':'), 1)).snapshot(qMin(version, 6));
     frame[10] = char(version);
     return frame;
+}
+
+QString rootName(const DSPTree& tree)
+{
+    return tree.head.inputs.isEmpty() ? QStringLiteral("-") : tree.head.inputs.first().node->name;
 }
 
 } // namespace
@@ -148,7 +153,7 @@ void TestDSPTreeLink::passes()
     for (const QList<QVariant>& args : std::as_const(status))
         texts.append(args.first().toString());
     QCOMPARE(texts, statuses);
-    QCOMPARE(DSPTreeProbe::rootName(*tree), root);
+    QCOMPARE(rootName(*tree), root);
     QCOMPARE(tree->groups.size(), groupCount);
     QCOMPARE(tree->networkVersion, networkVersion);
     QCOMPARE(network->countPackets(1, 0) + network->countPackets(7, 0), 0);

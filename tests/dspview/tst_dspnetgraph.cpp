@@ -2,19 +2,42 @@
 
 #include <QImageReader>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QScreen>
+#include <QSignalSpy>
+#include <QTimer>
 
 #include <QtTest>
 #include <functional>
 
-// Pixels of the graph rendered into an image over the screen's backdrop.
-// A state colour or a meter is seen only through the translucent glass plate,
-// so each probe is compared with the plate drawn alone over the colour expected.
-class TestDSPNetGraphPaint : public QObject
+// The walk of a snapshot into plates, lines, "..." marks, groups and the
+// widget's size; how the selection is followed from one snapshot to the next;
+// and the pixels of the graph rendered into an image over the screen's
+// backdrop. A state colour or a meter is seen only through the translucent
+// glass plate, so each probe is compared with the plate drawn alone over the
+// colour expected. A repaint of part of the widget skips what lies outside
+// that part: painted tile by tile, the graph must come out pixel for pixel as
+// when every tile draws everything. Anything culled too eagerly leaves a gap
+// at a tile edge, and anything that draws differently alone (dashes,
+// overlapping line edges) changes pixels.
+class TestDSPNetGraph : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void layout_data();
+    void layout();
+    void connectionLists();
+    void groups_data();
+    void groups();
+    void selection_data();
+    void selection();
+    void deepAndTangled_data();
+    void deepAndTangled();
+    void onlyTwoSwitchesRelayout();
+    void scaleAndSize_data();
+    void scaleAndSize();
+    void repaintsMerge();
     void stateColour_data();
     void stateColour();
     void meters_data();
@@ -29,6 +52,8 @@ private Q_SLOTS:
     void plateTextsFollowChanges();
     void repaintAfterSnapshot_data();
     void repaintAfterSnapshot();
+    void tilesMatchWholeRender_data();
+    void tilesMatchWholeRender();
 };
 
 namespace {
@@ -83,9 +108,319 @@ protected:
     }
 };
 
+// Every kind of thing the graph draws: the four kinds of connection, a unit
+// sending to another, a collapsed row with its "...", meters running past the
+// plate, long names that wrap and are cut, a unit shared by two parents, and
+// a group nested in a group with a GUID.
+void buildNetwork(GraphFixture& f)
+{
+    f.net.node(QStringLiteral("A")).name = QStringLiteral("Compressor:Sidechain:Input:Left");
+    f.net.node(QStringLiteral("B")).name = QStringLiteral("Averyveryverylongnamewithoutblanks");
+    f.net.node(QStringLiteral("D")).sendTargetId = 2;
+    f.net.node(QStringLiteral("C")).decibels = QList<qint8>(24, -6);
+    f.net.node(QStringLiteral("E")).decibels = {3, -20, -80};
+    f.net.node(QStringLiteral("E")).bypass = true;
+    f.net.node(QStringLiteral("F")).exclusiveTime = 400;
+    for (const QString& name : {QStringLiteral("E"), QStringLiteral("F"), QStringLiteral("G")})
+        f.net.node(name).groupId = 5;
+    f.net.node(QStringLiteral("B")).groupId = 6;
+    f.net.sampleRate = 48000;
+    f.net.blockLength = 1024;
+    TestGroup inner{5, 7, {}, QStringLiteral("Reverbs")};
+    TestGroup other{6, 7, {}, QStringLiteral("Delays")};
+    TestGroup outer{7, 0, QUuid(0x12345678, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10), QStringLiteral("Bus")};
+    f.tree.acceptGroupFrame(TestFrames::groupTable({inner, other, outer}));
+}
+
+// The graph painted tile by tile, each tile under its own clip as a repaint
+// of that part of the widget is: drawn whole (culled false) or drawing only
+// what may touch the tile (culled true).
+QImage tiledRender(DSPNetGraph& graph, QSize tile, bool culled)
+{
+    QImage image(graph.size(), QImage::Format_ARGB32);
+    image.fill(backdrop);
+    for (int y = 0; y < image.height(); y += tile.height()) {
+        for (int x = 0; x < image.width(); x += tile.width()) {
+            const QRect rect(QPoint(x, y), tile);
+            QPainter painter(&image);
+            painter.setClipRect(rect);
+            if (culled)
+                graph.render(&painter, false, rect);
+            else
+                graph.render(&painter, false);
+        }
+    }
+    return image;
+}
+
 } // namespace
 
-void TestDSPNetGraphPaint::stateColour_data()
+void TestDSPNetGraph::layout_data()
+{
+    QTest::addColumn<QString>("network");
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QString>("expected"); // plates | standard lines | "..." | size
+
+    // clang-format off
+    QTest::newRow("worked example") << "R<-A,B; A<-C; B<-C,D" << ""
+        << "R@10,10 A@210,10 C@410,10 B@210,85 D@410,85 | 410,32>330,32 210,32>130,25 "
+           "410,32>330,100 410,107>330,115 210,107>130,40 |  | 680x180";
+    QTest::newRow("worked collapse") << "P<-I0,I1,I2,I3,I4,I5" << ""
+        << "P@10,10 I0@210,10 I1@210,85 I4@210,235 I5@210,310 | 210,32>130,19 210,107>130,28 "
+           "210,257>130,37 210,332>130,46 | 210,150 | 480x405";
+    QTest::newRow("before any snapshot") << "" << "" << " |  |  | 270x95";
+    QTest::newRow("five inputs lose one") << "P<-A,B,C,D,E" << ""
+        << "P@10,10 A@210,10 B@210,85 D@210,235 E@210,310 | 210,32>130,19 210,107>130,28 "
+           "210,257>130,37 210,332>130,46 | 210,150 | 480x405";
+    QTest::newRow("four inputs stay") << "P<-A,B,C,D" << ""
+        << "P@10,10 A@210,10 B@210,85 C@210,160 D@210,235 | 210,32>130,19 210,107>130,28 "
+           "210,182>130,37 210,257>130,46 |  | 480x330";
+    QTest::newRow("excessive shown") << "P<-A,B,C,D,E" << "excessive"
+        << "P@10,10 A@210,10 B@210,85 C@210,160 D@210,235 E@210,310 | 210,32>130,17 "
+           "210,107>130,25 210,182>130,32 210,257>130,40 210,332>130,47 |  | 480x405";
+    QTest::newRow("two of six inactive: no collapse") << "P<-A,B,C,D,E,F" << "off:C,D"
+        << "P@10,10 A@210,10 B@210,85 E@210,160 F@210,235 | 210,32>130,19 210,107>130,28 "
+           "210,182>130,37 210,257>130,46 |  | 480x330";
+    QTest::newRow("inactive shown") << "P<-A,B" << "off:B inactive"
+        << "P@10,10 A@210,10 B@210,85 | 210,32>130,25 210,107>130,40 |  | 480x180";
+    QTest::newRow("one of six placed already: all stay") << "R<-Q,P; Q<-X; P<-X,A,B,C,D,E" << ""
+        << "R@10,10 Q@210,10 X@410,10 P@210,85 A@410,85 B@410,160 C@410,235 D@410,310 "
+           "E@410,385 | 410,32>330,32 210,32>130,25 410,32>330,91 410,107>330,97 "
+           "410,182>330,104 410,257>330,110 410,332>330,117 410,407>330,123 210,107>130,40 "
+           "|  | 680x480";
+    QTest::newRow("x from depth, not from first parent") << "R<-A,B; A<-C; B<-D; D<-C" << ""
+        << "R@10,10 A@210,10 C@610,10 B@210,85 D@410,85 | 610,32>330,32 210,32>130,25 "
+           "610,32>530,107 410,107>330,107 210,107>130,40 |  | 880x180";
+    QTest::newRow("hidden by a collapse: later parent drops it")
+        << "R<-P,Q; P<-I0,I1,I2,I3,I4; Q<-I2" << ""
+        << "R@10,10 P@210,10 I0@410,10 I1@410,85 I3@410,235 I4@410,310 Q@210,385 | "
+           "410,32>330,19 410,107>330,28 410,257>330,37 410,332>330,46 210,32>130,25 "
+           "210,407>130,40 | 410,150 | 680x480";
+    // A kept input that a removed sibling's sub-tree hides shows nothing: no
+    // plate, no row, no line to (-1, 21); its slot on the parent's edge stays.
+    QTest::newRow("kept input hidden by a sibling") << "P<-I0,I1,I2,I3,I4,I5; I2<-I4" << ""
+        << "P@10,10 I0@210,10 I1@210,85 I5@210,235 | 210,32>130,19 210,107>130,28 "
+           "210,257>130,46 | 210,150 | 480x330";
+    QTest::newRow("loop") << "A<-B; B<-A" << ""
+        << "A@10,10 B@210,10 | 10,32>330,32 210,32>130,32 |  | 480x105";
+    // The walk from the removed I2 leads back to P and on to all its inputs.
+    QTest::newRow("hiding walk through the parent hides every input")
+        << "P<-I0,I1,I2,I3,I4; I2<-P" << "" << "P@10,10 |  | 210,75 | 280x105";
+    // clang-format on
+}
+
+void TestDSPNetGraph::layout()
+{
+    QFETCH(QString, network);
+    QFETCH(QString, options);
+    NetworkFixture f(network);
+    f.apply(options);
+    QTEST(layoutText(f.layOut()), "expected");
+}
+
+void TestDSPNetGraph::connectionLists()
+{
+    NetworkFixture f(QStringLiteral("R<-A+sidechain,B+send,C+send+sidechain,D"));
+    f.net.node(QStringLiteral("A")).name = QStringLiteral("a:b");
+    f.net.node(QStringLiteral("B")).name = QStringLiteral("c: d");
+    f.net.node(QStringLiteral("D")).sendTargetId = f.net.node(QStringLiteral("A")).id;
+    f.net.node(QStringLiteral("C")).sendTargetId = 99; // nowhere in the network
+    const DSPNetGraphLayout& layout = f.layOut();
+    QCOMPARE(nodesText(layout), "R@10,10 a: b@210,10 c:  d@210,85 C@210,160 D@210,235");
+    QCOMPARE(linesText(layout.standardLines), "210,257>130,46");
+    QCOMPARE(linesText(layout.sidechainLines), "210,32>130,19");
+    QCOMPARE(linesText(layout.sendLines), "210,107>130,28 270,257>270,32");
+    QCOMPARE(linesText(layout.sendSidechainLines), "210,182>130,37");
+}
+
+// Groups of R<-A,B,C: A at (210, 10), B at (210, 85), C at (210, 160). A table
+// entry is "id>parent:name", with a trailing '!' for a non-null GUID. A result is
+// "id/level/rect/name/parent/guid".
+void TestDSPNetGraph::groups_data()
+{
+    QTest::addColumn<QString>("members");
+    QTest::addColumn<QString>("table");
+    QTest::addColumn<QString>("expected");
+
+    // clang-format off
+    QTest::newRow("members united, no record") << "A=1 B=1" << "" << "1/0/206,6,128,128//0/";
+    QTest::newRow("record without members or children left out") << "A=1" << "1>0:One 7>0:Empty"
+        << "1/0/206,6,128,53/One/0/";
+    QTest::newRow("two children") << "A=1 C=2" << "3>0:Top 1>3:One 2>3:Two"
+        << "1/0/206,6,128,53/One/3/ 2/0/206,156,128,53/Two/3/ 3/1/202,2,136,211/Top/0/";
+    QTest::newRow("three levels, top first: two passes") << "A=1" << "5>0:Outer 4>5:Inner 1>4:Leaf"
+        << "1/0/206,6,128,53/Leaf/4/ 4/1/202,2,136,61/Inner/5/ 5/2/198,-2,144,69/Outer/0/";
+    QTest::newRow("three levels, bottom first: one pass") << "A=1" << "1>4:Leaf 4>5:Inner 5>0:Outer"
+        << "1/0/206,6,128,53/Leaf/4/ 4/1/202,2,136,61/Inner/5/ 5/2/198,-2,144,69/Outer/0/";
+    QTest::newRow("child built after its parent does not widen it") << "A=1 C=6"
+        << "3>0:Top 1>3:One 2>3:Mid 6>2:Low"
+        << "1/0/206,6,128,53/One/3/ 6/0/206,156,128,53/Low/2/ 3/1/202,2,136,61/Top/0/ "
+           "2/1/202,152,136,61/Mid/3/";
+    QTest::newRow("only nesting groups carry a guid") << "A=1" << "1>2:One! 2>0:Top!"
+        << "1/0/206,6,128,53/One/2/ 2/1/202,2,136,61/Top/0/{6f1c2a3b-0000-4000-8000-00000000abcd}";
+    // clang-format on
+}
+
+void TestDSPNetGraph::groups()
+{
+    QFETCH(QString, members);
+    QFETCH(QString, table);
+    NetworkFixture f(QStringLiteral("R<-A,B,C"));
+    for (const QString& member : members.split(QLatin1Char(' '), Qt::SkipEmptyParts))
+        f.net.node(member.left(1)).groupId = member.mid(2).toULongLong();
+    QList<TestGroup> records;
+    for (const QString& entry : table.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        const QStringList parts = entry.split(QRegularExpression(QStringLiteral("[>:!]")));
+        records.append({parts[0].toULongLong(), parts[1].toULongLong(),
+                        QUuid(entry.endsWith(QLatin1Char('!'))
+                                  ? QStringLiteral("{6f1c2a3b-0000-4000-8000-00000000abcd}")
+                                  : QString()),
+                        parts[2]});
+    }
+    f.tree.acceptGroupFrame(TestFrames::groupTable(records));
+    QStringList result;
+    for (const GraphGroup& g : f.layOut().groups) {
+        const QRect r = g.rect.toRect();
+        result << QStringLiteral("%1/%2/%3,%4,%5,%6/%7/%8/%9")
+                      .arg(g.id)
+                      .arg(g.level)
+                      .arg(r.x())
+                      .arg(r.y())
+                      .arg(r.width())
+                      .arg(r.height())
+                      .arg(g.name)
+                      .arg(g.parentId)
+                      .arg(g.guid);
+    }
+    QTEST(result.join(QLatin1Char(' ')), "expected");
+}
+
+// B is selected by a click on the first snapshot; the second decides.
+void TestDSPNetGraph::selection_data()
+{
+    QTest::addColumn<QString>("first");
+    QTest::addColumn<QString>("second");
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<bool>("kept");
+    QTest::addColumn<QPoint>("moved"); // (0, 0): no signal
+
+    // clang-format off
+    QTest::newRow("moved a row down") << "R<-A,B" << "R<-A,C,B" << "" << true << QPoint(210, 160);
+    QTest::newRow("stays put") << "R<-A,B" << "R<-A,B; B<-C" << "" << true << QPoint();
+    QTest::newRow("gone") << "R<-A,B" << "R<-A" << "" << false << QPoint();
+    QTest::newRow("same id, other group") << "R<-A,B" << "R<-A,B" << "group:B" << false << QPoint();
+    QTest::newRow("hidden by a sibling's walk") << "R<-A,B" << "R<-I0,I1,I2,I3,B; I2<-B" << ""
+        << false << QPoint();
+    // clang-format on
+}
+
+void TestDSPNetGraph::selection()
+{
+    QFETCH(QString, first);
+    QFETCH(QString, second);
+    QFETCH(QString, options);
+    QFETCH(QPoint, moved);
+    GraphFixture f(first);
+    f.net.node(QStringLiteral("B")).id = 77;
+    f.load();
+    QTest::mouseClick(&f.graph, Qt::LeftButton, {}, QPoint(250, 100));
+    QCOMPARE(f.graph.viewSettings().selectedId, quint64(77));
+    QSignalSpy spy(&f.graph, SIGNAL(selectedNodePositionChanged(QPoint, QPoint)));
+    f.net = TestNetwork(second);
+    if (f.net.names().contains(QStringLiteral("B")))
+        f.net.node(QStringLiteral("B")).id = 77;
+    f.apply(options);
+    f.load();
+    QTEST(f.graph.viewSettings().selectedId == 77, "kept");
+    QCOMPARE(spy.size(), moved.isNull() ? 0 : 1);
+    if (!moved.isNull())
+        QCOMPARE(spy.at(0), QVariantList({moved, QPoint(210, 85)}));
+}
+
+// A chain deeper than any call stack, and a ladder of 30 diamonds whose
+// paths double at each rung: visiting a node twice would never end.
+void TestDSPNetGraph::deepAndTangled_data()
+{
+    QTest::addColumn<QString>("network");
+    QTest::addColumn<int>("placed");
+
+    QStringList chain;
+    for (int i = 0; i < 100000; ++i)
+        chain << QStringLiteral("N%1<-N%2").arg(i).arg(i + 1);
+    QStringList ladder;
+    for (int i = 0; i < 30; ++i)
+        ladder << QStringLiteral("D%1<-X%1,Y%1; X%1<-D%2; Y%1<-D%2").arg(i).arg(i + 1);
+    QTest::newRow("chain of 100001") << chain.join(QLatin1Char(';')) << 100001;
+    QTest::newRow("ladder kept") << "P<-D0,I1,I2,I3,I4;" + ladder.join(QLatin1Char(';')) << 95;
+    QTest::newRow("ladder collapsed") << "P<-I0,I1,D0,I3,I4;" + ladder.join(QLatin1Char(';')) << 5;
+}
+
+void TestDSPNetGraph::deepAndTangled()
+{
+    QFETCH(QString, network);
+    NetworkFixture f(network);
+    QTEST(int(f.layOut().nodes.size()), "placed");
+}
+
+// The tree changes behind the graph's back; only a switch that lays out again shows it.
+void TestDSPNetGraph::onlyTwoSwitchesRelayout()
+{
+    using Setter = void (DSPNetGraph::*)(bool);
+    const Setter setters[] = {&DSPNetGraph::setShowExcessive, &DSPNetGraph::setShowInactive,
+                              &DSPNetGraph::setShowCPUUsage,  &DSPNetGraph::setShowGroups,
+                              &DSPNetGraph::setShowLegend,    &DSPNetGraph::setShowVolumeLevels};
+    for (int i = 0; i < 6; ++i) {
+        GraphFixture f(QStringLiteral("R<-A"));
+        f.load();
+        f.tree.acceptNetworkFrame(TestNetwork(QStringLiteral("R<-A,B,C")).snapshot(6));
+        (f.graph.*setters[i])(true);
+        QVERIFY2((f.graph.graphLayout().nodes.size() == 4) == (i < 2),
+                 qPrintable(QString::number(i)));
+    }
+}
+
+// R<-A,B needs 480 by 180 at scale 1.0; the second snapshot R<-A only 480 by 105.
+void TestDSPNetGraph::scaleAndSize_data()
+{
+    QTest::addColumn<float>("value");
+    QTest::addColumn<float>("scale");
+    QTest::addColumn<QSize>("size");
+
+    QTest::newRow("unchanged: old size stays") << 1.0f << 1.0f << QSize(480, 180);
+    QTest::newRow("clamped high") << 5.0f << 2.0f << QSize(960, 210);
+    QTest::newRow("clamped low") << 0.1f << 0.2f << QSize(96, 21);
+    QTest::newRow("truncated, not rounded") << 1.7f << 1.7f << QSize(816, 178);
+    QTest::newRow("shrinks to the exact size") << 0.5f << 0.5f << QSize(240, 52);
+}
+
+void TestDSPNetGraph::scaleAndSize()
+{
+    QFETCH(float, value);
+    GraphFixture f(QStringLiteral("R<-A,B"));
+    f.load();
+    f.net = TestNetwork(QStringLiteral("R<-A"));
+    f.load();
+    f.graph.setScale(value);
+    QTEST(f.graph.scale(), "scale");
+    QTEST(f.graph.size(), "size");
+}
+
+void TestDSPNetGraph::repaintsMerge()
+{
+    GraphFixture f(QStringLiteral("R<-A"));
+    auto* timer = f.graph.findChild<QTimer*>();
+    QSignalSpy spy(timer, SIGNAL(timeout()));
+    f.load();
+    f.graph.setShowLegend(true);
+    f.graph.setShowSends(true);
+    f.graph.setMaxCPU(0.5f);
+    f.graph.requestRepaint();
+    QCOMPARE(timer->interval(), 10);
+    QTRY_COMPARE_WITH_TIMEOUT(spy.size(), 1, 1000);
+    QVERIFY(!timer->isActive()); // nothing left for a second update()
+}
+
+void TestDSPNetGraph::stateColour_data()
 {
     QTest::addColumn<QString>("options");
     QTest::addColumn<QString>("highlight");
@@ -118,7 +453,7 @@ void TestDSPNetGraphPaint::stateColour_data()
 }
 
 // Low end 0.0, high end 0.2. The unit: name "Lowpass:2", id 0x12ff, group 0xabc0.
-void TestDSPNetGraphPaint::stateColour()
+void TestDSPNetGraph::stateColour()
 {
     QFETCH(QString, options);
     QFETCH(QString, highlight);
@@ -145,7 +480,7 @@ void TestDSPNetGraphPaint::stateColour()
 }
 
 // A's state rectangle spans rows 13 to 51; its first meter columns 213 to 219.
-void TestDSPNetGraphPaint::meters_data()
+void TestDSPNetGraph::meters_data()
 {
     QTest::addColumn<QString>("options");
     QTest::addColumn<int>("decibels");
@@ -164,7 +499,7 @@ void TestDSPNetGraphPaint::meters_data()
     // clang-format on
 }
 
-void TestDSPNetGraphPaint::meters()
+void TestDSPNetGraph::meters()
 {
     QFETCH(QString, options);
     QFETCH(int, decibels);
@@ -194,7 +529,7 @@ QFont plateFont()
 // A and C stand in group 5 inside group 7 (a GUID, two columns wide), B in
 // group 6 inside group 8 (a GUID, one column); D keeps a row free between
 // them, so that no box or line crosses a text.
-void TestDSPNetGraphPaint::paintedTexts_data()
+void TestDSPNetGraph::paintedTexts_data()
 {
     QTest::addColumn<float>("scale");
     QTest::addColumn<QString>("shown"); // "groups", "guids", "legend", "image"
@@ -210,7 +545,7 @@ void TestDSPNetGraphPaint::paintedTexts_data()
     QTest::newRow("legend at scale 2") << 2.0f << "legend groups";
 }
 
-void TestDSPNetGraphPaint::paintedTexts()
+void TestDSPNetGraph::paintedTexts()
 {
     QFETCH(float, scale);
     QFETCH(QString, shown);
@@ -312,7 +647,7 @@ void TestDSPNetGraphPaint::paintedTexts()
 // images only where the smaller ones are too small, and every device pixel of
 // the rim is a pixel of that image: at ratio 2 the rim is as sharp as the
 // image, not a smaller image stretched. Plate A stands at (210, 10) in R<-A.
-void TestDSPNetGraphPaint::platesAtPixelRatio_data()
+void TestDSPNetGraph::platesAtPixelRatio_data()
 {
     QTest::addColumn<float>("scale");
     QTest::addColumn<qreal>("ratio");
@@ -332,7 +667,7 @@ void TestDSPNetGraphPaint::platesAtPixelRatio_data()
         << 2.0f << 2.0 << large << QSize(480, 180);
 }
 
-void TestDSPNetGraphPaint::platesAtPixelRatio()
+void TestDSPNetGraph::platesAtPixelRatio()
 {
     QFETCH(float, scale);
     QFETCH(qreal, ratio);
@@ -376,7 +711,7 @@ void TestDSPNetGraphPaint::platesAtPixelRatio()
 // percentage with two decimals on a line of its own above the name. The
 // reference is the unit's plate, unnamed and without figures, with the text
 // written over it by hand; the highlight gives both plates one colour.
-void TestDSPNetGraphPaint::plateTexts_data()
+void TestDSPNetGraph::plateTexts_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("cpuMode"); // 0 off, 1 exclusive share, 2 inclusive share
@@ -400,7 +735,7 @@ void TestDSPNetGraphPaint::plateTexts_data()
     // clang-format on
 }
 
-void TestDSPNetGraphPaint::plateTexts()
+void TestDSPNetGraph::plateTexts()
 {
     QFETCH(QString, name);
     QFETCH(int, cpuMode);
@@ -438,7 +773,7 @@ void TestDSPNetGraphPaint::plateTexts()
 
 // Plate texts are laid out once and kept; whatever changes in between, a
 // graph shows what a graph made afresh in its final state shows.
-void TestDSPNetGraphPaint::plateTextsFollowChanges_data()
+void TestDSPNetGraph::plateTextsFollowChanges_data()
 {
     QTest::addColumn<QStringList>("steps");
 
@@ -449,7 +784,7 @@ void TestDSPNetGraphPaint::plateTextsFollowChanges_data()
     QTest::newRow("unit renamed") << QStringList{"name:Echo", "name:Chorus Unit"};
 }
 
-void TestDSPNetGraphPaint::plateTextsFollowChanges()
+void TestDSPNetGraph::plateTextsFollowChanges()
 {
     QFETCH(QStringList, steps);
     const auto apply = [](GraphFixture& f, const QString& step) {
@@ -493,7 +828,7 @@ QImage freshPaint(QWidget* widget)
 // changes anything shown is, and so is the same snapshot again after any input
 // of the picture changed without reaching the screen: a click beside the plates
 // (which repaints nothing by itself), or a change whose own repaint was lost.
-void TestDSPNetGraphPaint::repaintAfterSnapshot_data()
+void TestDSPNetGraph::repaintAfterSnapshot_data()
 {
     QTest::addColumn<QString>("shown"); // switched on before the first snapshot
     QTest::addColumn<QString>("change");
@@ -527,7 +862,7 @@ void TestDSPNetGraphPaint::repaintAfterSnapshot_data()
     // clang-format on
 }
 
-void TestDSPNetGraphPaint::repaintAfterSnapshot()
+void TestDSPNetGraph::repaintAfterSnapshot()
 {
     QFETCH(QString, shown);
     QFETCH(QString, change);
@@ -594,5 +929,47 @@ void TestDSPNetGraphPaint::repaintAfterSnapshot()
         QVERIFY(after != before); // the row changes the picture
 }
 
-QTEST_MAIN(TestDSPNetGraphPaint)
-#include "tst_dspnetgraph_paint.moc"
+void TestDSPNetGraph::tilesMatchWholeRender_data()
+{
+    QTest::addColumn<float>("scale");
+    QTest::addColumn<QSize>("tile");
+    QTest::addColumn<bool>("cpuText");
+
+    // Odd tile sizes put tile edges through plates, texts and lines.
+    QTest::newRow("scale 1, small tiles") << 1.0f << QSize(37, 23) << false;
+    QTest::newRow("scale 1, cpu texts") << 1.0f << QSize(53, 41) << true;
+    QTest::newRow("scale 2, thick lines") << 2.0f << QSize(97, 61) << false;
+    QTest::newRow("scale 0.5, group texts at their limit") << 0.5f << QSize(29, 17) << true;
+    QTest::newRow("scale 0.2, hairlines") << 0.2f << QSize(11, 7) << false;
+    QTest::newRow("one column of rows") << 1.0f << QSize(4000, 9) << false;
+}
+
+void TestDSPNetGraph::tilesMatchWholeRender()
+{
+    QFETCH(float, scale);
+    QFETCH(QSize, tile);
+    QFETCH(bool, cpuText);
+    GraphFixture f(QStringLiteral("R<-A,B+sidechain,C+send+sidechain,D+send;"
+                                  "A<-E,F,G,H,I,J; B<-K,C; C<-L+sidechain; D<-M,N+send"));
+    buildNetwork(f);
+    f.load();
+    f.graph.setShowVolumeLevels(true);
+    f.graph.setShowGroups(true);
+    f.graph.setShowGuids(true);
+    f.graph.setShowSends(true);
+    f.graph.setShowLegend(true);
+    f.graph.setShowCPUUsage(cpuText);
+    f.graph.setMaxCPU(0.01f);
+    f.graph.setHighlightText(QStringLiteral("0x3"));
+    f.graph.setScale(scale);
+    const DSPNetGraphLayout& layout = f.graph.graphLayout();
+    QVERIFY(!layout.ellipsisPoints.isEmpty() && !layout.sendLines.isEmpty());
+    QVERIFY(!layout.sendSidechainLines.isEmpty());
+
+    const QImage whole = tiledRender(f.graph, tile, false);
+    const QImage culled = tiledRender(f.graph, tile, true);
+    QCOMPARE(culled, whole);
+}
+
+QTEST_MAIN(TestDSPNetGraph)
+#include "tst_dspnetgraph.moc"
