@@ -47,6 +47,13 @@ struct DSPNetGraphLayout::LayoutStep
 void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
                                     quint64 selectedGroupId)
 {
+    const LayoutInputs inputs{tree.shapeGeneration, selectedId, selectedGroupId, showInactive,
+                              showExcessive};
+    if (inputs == laidOut) {
+        refreshValues();
+        return;
+    }
+    laidOut = inputs;
     groups.clear();
     groupIndexes.clear();
     selectedTreeNode = nullptr;
@@ -79,6 +86,29 @@ void DSPNetGraphLayout::resetLayout()
     sendSidechainLines.clear();
     ellipsisPoints.clear();
     nodePositions.clear();
+    placedFrom.clear();
+}
+
+// The tree kept its shape and its nodes: only the shares and the meters of
+// the plates change, written over the lists in place.
+void DSPNetGraphLayout::refreshValues()
+{
+    for (size_t i = 0; i < placedFrom.size(); ++i) {
+        const DSPNode* from = placedFrom[i];
+        GraphNode& node = nodes[qsizetype(i)];
+        node.inclusiveCPU = from->inclusiveCPU;
+        node.exclusiveCPU = from->exclusiveCPU;
+        copyLevels(from, &node);
+    }
+}
+
+void DSPNetGraphLayout::copyLevels(const DSPNode* from, GraphNode* to)
+{
+    const qsizetype count = from->volumeLevels.size();
+    to->levels.resize(count);
+    float* levels = to->levels.data();
+    for (qsizetype i = 0; i < count; ++i)
+        levels[i] = float(from->volumeLevels.at(i)) / 80.0f + 1.0f;
 }
 
 // Depth first from the root, a node before its inputs. Each node is expanded
@@ -162,10 +192,9 @@ void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
     record.bypass = node->bypass;
     record.inclusiveCPU = node->inclusiveCPU;
     record.exclusiveCPU = node->exclusiveCPU;
-    record.levels.reserve(node->volumeLevels.size());
-    for (qint8 decibels : node->volumeLevels)
-        record.levels.append(float(decibels) / 80.0f + 1.0f);
+    copyLevels(node, &record);
     nodes.append(record);
+    placedFrom.push_back(node);
     addToGroup(node->groupId, position);
 }
 

@@ -8,6 +8,8 @@
 #include <QString>
 #include <QUuid>
 
+#include <vector>
+
 class ProfilerNetwork;
 struct DSPNode;
 
@@ -89,6 +91,10 @@ public:
     float totalCPU;
     int sampleRate;
     int blockLength;
+    // Changes whenever units, connections, flags, names or groups may have
+    // changed; while it stays, a snapshot changed only times, CPU shares and
+    // levels, in the same nodes. No two trees ever share a value.
+    quint64 shapeGeneration;
 
 Q_SIGNALS:
     void dspNetTreeUpdated();
@@ -98,11 +104,23 @@ public Q_SLOTS:
     void slotPacketArrived();
 
 private:
+    // How the records of the accepted snapshot were read: for each record
+    // whether it made a unit, and for each unit (in creationOrder) the place
+    // of the unit it was first reached from, -1 for head.
+    struct ReadOrder
+    {
+        std::vector<bool> isNew;
+        std::vector<int> parent;
+    };
+
     bool decodeNetworkPacket();
     bool decodeGroupPacket();
     bool readSnapshot(const QByteArray& frame, int version);
     bool readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                  QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created);
+                  QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created, ReadOrder& order);
+    bool sameShape(const QByteArray& frame, int version) const;
+    void refreshValues(const QByteArray& frame, int version);
+    void readHeader(const QByteArray& frame, int version);
     void computeCPU();
     void computeDepth();
     bool rewalkDepths(qint64 budget);
@@ -115,6 +133,9 @@ private:
     // in this order rather than the hash's keeps to the order of allocation,
     // which is twice as fast on large graphs.
     QList<DSPNode*> creationOrder;
+    ReadOrder readOrder;
+    QByteArray acceptedFrame;
+    QByteArray acceptedGroupFrame;
 };
 
 #endif // DSPTREE_H
