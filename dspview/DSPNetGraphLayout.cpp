@@ -3,6 +3,7 @@
 #include "DSPTree.h"
 
 #include <algorithm>
+#include <atomic>
 #include <set>
 
 namespace {
@@ -23,6 +24,12 @@ const QPoint hiddenMark(-1, -1);
 int nodeKey(const DSPNode* node)
 {
     return static_cast<qint32>(static_cast<quint32>(node->id));
+}
+
+quint64 nextListsVersion()
+{
+    static std::atomic<quint64> next{1};
+    return next++;
 }
 
 } // namespace
@@ -54,6 +61,7 @@ void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
         return;
     }
     laidOut = inputs;
+    listsVersion = nextListsVersion();
     groups.clear();
     groupIndexes.clear();
     selectedTreeNode = nullptr;

@@ -74,6 +74,9 @@ public:
     QList<GraphGroup> groups;
     int maxX = 0;
     int maxY = 0;
+    // Changes with every pass that rebuilt the lists rather than refreshing
+    // the plates' values; no two layouts share a value, 0 is none.
+    quint64 listsVersion = 0;
     // Where the last pass found the followed node; null when it is gone.
     const DSPNode* selectedTreeNode = nullptr; // only compared with null, never followed
     QPoint selectedNewPosition;
