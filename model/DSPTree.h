@@ -8,6 +8,7 @@
 #include <QString>
 #include <QUuid>
 
+#include <memory>
 #include <vector>
 
 class ProfilerNetwork;
@@ -16,7 +17,7 @@ struct DSPNode;
 // One input of a unit: the unit that feeds it and the kind of the connection.
 struct DSPConnection
 {
-    DSPNode* node = nullptr; // not owned; DSPTree::nodes owns it
+    DSPNode* node = nullptr; // not owned; the DSPTree owns it
     bool sidechain = false;
     bool send = false;
 };
@@ -83,7 +84,7 @@ public:
     static qint8 levelToDecibels(quint32 rawLevel);
 
     QList<DSPGroup*> groups;        // owns the groups
-    QHash<quint64, DSPNode*> nodes; // owns the nodes; head is not among them
+    QHash<quint64, DSPNode*> nodes; // the nodes; head is not among them
     DSPNode head;                   // parent of the root; one input after a snapshot
     ProfilerNetwork* network;       // not owned
     int networkVersion;
@@ -106,11 +107,24 @@ public Q_SLOTS:
 private:
     // How the records of the accepted snapshot were read: for each record
     // whether it made a unit, and for each unit (in creationOrder) the place
-    // of the unit it was first reached from, -1 for head.
+    // of the unit it was first reached from, -1 for head. It also holds the
+    // units themselves.
     struct ReadOrder
     {
+        struct Block
+        {
+            std::unique_ptr<DSPNode[]> nodes;
+            qint64 size;
+        };
+
+        // Moves node into the store; capacity is the most units the
+        // snapshot can still make.
+        DSPNode* store(DSPNode&& node, qint64 capacity);
+
         std::vector<bool> isNew;
         std::vector<int> parent;
+        std::vector<Block> blocks;
+        qint64 usedInLast = 0;
     };
 
     bool decodeNetworkPacket();
