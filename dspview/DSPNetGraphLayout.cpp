@@ -71,7 +71,7 @@ void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
     // Without a root (before the first snapshot) the lists stay as they are;
     // collecting the send lines again would only double them.
     if (root) {
-        layoutNetwork(root);
+        layoutNetwork(root, tree.nodes.size());
         collectSendLines();
     }
     applyGroups(tree.groups);
@@ -122,9 +122,12 @@ void DSPNetGraphLayout::copyLevels(const DSPNode* from, GraphNode* to)
 // Depth first from the root, a node before its inputs. Each node is expanded
 // once: nodePositions holds it from its placement on, so shared nodes and
 // loops end there, and the explicit stack keeps deep chains off the call stack.
-void DSPNetGraphLayout::layoutNetwork(DSPNode* root)
+void DSPNetGraphLayout::layoutNetwork(DSPNode* root, qsizetype unitCount)
 {
     resetLayout();
+    nodePositions.reserve(unitCount);
+    nodes.reserve(unitCount);
+    placedFrom.reserve(size_t(unitCount));
     std::vector<LayoutStep> steps;
     enterNode(DSPConnection{root, false, false}, rootMark, 0, 1, steps);
     while (!steps.empty()) {
@@ -190,8 +193,10 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
 void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
 {
     GraphNode record;
+    // Most names have no ':' and then share the unit's text.
     record.name = node->name;
-    record.name.replace(QLatin1Char(':'), QLatin1String(": "));
+    if (record.name.contains(QLatin1Char(':')))
+        record.name.replace(QLatin1Char(':'), QLatin1String(": "));
     record.position = position;
     record.id = node->id;
     record.groupId = node->groupId;
@@ -231,20 +236,32 @@ void DSPNetGraphLayout::addToGroup(quint64 groupId, QPoint position)
 QList<DSPConnection> DSPNetGraphLayout::keptInputs(const DSPNode* node, bool* collapsed)
 {
     bool allInputsNew = true;
-    QList<DSPConnection> kept;
-    kept.reserve(node->inputs.size());
+    bool allKept = true;
     for (const DSPConnection& connection : node->inputs) {
-        if (!connection.node)
-            continue; // the decoder never makes one; nothing to draw
+        if (!connection.node) {
+            allKept = false; // the decoder never makes one; nothing to draw
+            continue;
+        }
         const auto placed = nodePositions.constFind(nodeKey(connection.node));
         if (placed != nodePositions.constEnd()) {
             allInputsNew = false;
-            if (placed.value() == hiddenMark)
-                continue; // a hidden node gets no connection
+            allKept &= placed.value() != hiddenMark; // a hidden node gets no connection
         }
-        if (!showInactive && !connection.node->active)
-            continue;
-        kept.append(connection);
+        allKept &= showInactive || connection.node->active;
+    }
+    // Usually every input is kept: the unit's own list is then shared, not copied.
+    QList<DSPConnection> kept = allKept ? node->inputs : QList<DSPConnection>();
+    if (!allKept) {
+        for (const DSPConnection& connection : node->inputs) {
+            if (!connection.node)
+                continue;
+            const auto placed = nodePositions.constFind(nodeKey(connection.node));
+            if (placed != nodePositions.constEnd() && placed.value() == hiddenMark)
+                continue;
+            if (!showInactive && !connection.node->active)
+                continue;
+            kept.append(connection);
+        }
     }
     const qsizetype keptCount = kept.size();
     *collapsed = !showExcessive && allInputsNew && keptCount >= 5;

@@ -101,7 +101,7 @@ private:
         }
     };
 
-    void layoutNetwork(DSPNode* root);
+    void layoutNetwork(DSPNode* root, qsizetype unitCount);
     void resetLayout();
     void refreshValues();
     static void copyLevels(const DSPNode* from, GraphNode* to);
