@@ -115,7 +115,8 @@ void readByteLevels(const char* count, const char* values, DSPNode* node)
 {
     const int n = levelCount(count);
     node->volumeLevels.resize(n);
-    std::memcpy(node->volumeLevels.data(), values, static_cast<size_t>(n));
+    if (n > 0) // an empty list may have no storage to copy into
+        std::memcpy(node->volumeLevels.data(), values, static_cast<size_t>(n));
 }
 
 // What changes from one snapshot of a running network to the next: the
@@ -481,7 +482,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         order.isNew.push_back(!repeated);
         if (!repeated) {
             entry = order.store(std::move(record), (end - cursor) / size + 1);
-            entry->inputs.reserve(std::min<qint64>(links.inputCount, (end - cursor) / size));
+            entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
             created.append(entry);
             order.parent.push_back(pending.back().index);
         }
