@@ -27,16 +27,20 @@ private Q_SLOTS:
 namespace {
 
 const QString base = QStringLiteral("R<-A,B,C,D,E,F; A<-G; B<-G+sidechain,H; C<-A+send; H<-B");
-const QString grown = base + QStringLiteral("; G<-I");
+const QString grown = base + QStringLiteral("; E<-I");
 
+// R's six inputs are cut to A, B, E and F, and the sub-trees of C and D
+// (C, A, G, D) are hidden; the changes below are made to units that show.
+//
 // One snapshot and the group table sent with it, from "network | options |
-// seed". Options: "off:A,B", "bypass:A", "group:A,B" (group 9), "name:A=Amp",
+// seed". Options: "off:A,B", "bypass:A", "group:B,E" (group 9), "name:B=Amp",
 // "table:Bus" (a table naming group 9 inside a nesting group 20). The seed
 // sets every unit's time and levels and the header's figures.
 struct Step
 {
     QByteArray snapshot;
     QByteArray groups;
+    bool showInactive = false; // option "inactive": the graph's switch, not the network
 };
 
 void applyOption(TestNetwork& net, const QString& option, QList<TestGroup>* table)
@@ -67,8 +71,11 @@ Step makeStep(const QString& text, int version)
     const QStringList parts = text.split(QLatin1Char('|'));
     TestNetwork net(parts.at(0));
     QList<TestGroup> table;
-    for (const QString& option : parts.at(1).split(QLatin1Char(' '), Qt::SkipEmptyParts))
+    bool showInactive = false;
+    for (const QString& option : parts.at(1).split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        showInactive |= option == QLatin1String("inactive");
         applyOption(net, option, &table);
+    }
     const int seed = parts.at(2).trimmed().toInt();
     const QStringList names = net.names();
     for (int i = 0; i < names.size(); ++i) {
@@ -80,7 +87,7 @@ Step makeStep(const QString& text, int version)
     net.totalCPU = 0.1f * float(seed);
     net.sampleRate = 48000;
     net.blockLength = 256 * seed;
-    return Step{net.snapshot(version), TestFrames::groupTable(table)};
+    return Step{net.snapshot(version), TestFrames::groupTable(table), showInactive};
 }
 
 QString number(float value)
@@ -198,8 +205,10 @@ struct Viewer
         graph.setShowVolumeLevels(true);
     }
 
+    // The switch first, so that a fresh graph never lays out without it.
     void feed(const Step& step)
     {
+        graph.setShowInactive(step.showInactive);
         tree.acceptNetworkFrame(step.snapshot);
         tree.acceptGroupFrame(step.groups);
         Q_EMIT tree.dspNetTreeUpdated();
@@ -228,18 +237,21 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass_data()
     QTest::newRow("values only") << 6 << QStringList{b + "||1", b + "||2", b + "||3"};
     QTest::newRow("shape") << 6 << QStringList{b + "||1", grown + "||2", b + "||3", b + "||4"};
     QTest::newRow("flags") << 6
-                           << QStringList{b + "||1", b + "|off:G|2", b + "|off:G|3",
-                                          b + "|bypass:A|4", b + "||5"};
+                           << QStringList{b + "||1", b + "|off:H|2", b + "|off:H|3",
+                                          b + "|bypass:B|4", b + "||5"};
     QTest::newRow("names") << 6
-                           << QStringList{b + "||1", b + "|name:A=Amp|2", b + "|name:A=Amp|3",
+                           << QStringList{b + "||1", b + "|name:B=Amp|2", b + "|name:B=Amp|3",
                                           b + "||4"};
     QTest::newRow("groups") << 6
                             << QStringList{b + "||1",
-                                           b + "|group:A,B|2",
-                                           b + "|group:A,B table:Bus|3",
-                                           b + "|group:A,B table:Mix|4",
-                                           b + "|group:A,B table:Mix|5",
+                                           b + "|group:B,E|2",
+                                           b + "|group:B,E table:Bus|3",
+                                           b + "|group:B,E table:Mix|4",
+                                           b + "|group:B,E table:Mix|5",
                                            b + "||6"};
+    QTest::newRow("switch") << 6
+                            << QStringList{b + "|off:H|1", b + "|off:H inactive|2",
+                                           b + "|off:H inactive|3", b + "|off:H|4"};
     QTest::newRow("float levels") << 4
                                   << QStringList{b + "||1", b + "||2", b + "|off:H|3",
                                                  b + "|name:H=Hall|4", b + "||5"};
@@ -258,7 +270,7 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass()
         const quint64 generation = living.tree.shapeGeneration;
         living.feed(step);
         // The sequence must take the reusing path exactly where it may.
-        const QString shape = text.section(QLatin1Char('|'), 0, 1);
+        const QString shape = text.section(QLatin1Char('|'), 0, 1).remove(" inactive");
         QCOMPARE(living.tree.shapeGeneration == generation, shape == lastShape);
         lastShape = shape;
         auto fresh = std::make_unique<Viewer>();
