@@ -3,6 +3,7 @@
 #include "DSPTree.h"
 
 #include <algorithm>
+#include <atomic>
 #include <set>
 
 namespace {
@@ -23,6 +24,12 @@ const QPoint hiddenMark(-1, -1);
 int nodeKey(const DSPNode* node)
 {
     return static_cast<qint32>(static_cast<quint32>(node->id));
+}
+
+quint64 nextListsVersion()
+{
+    static std::atomic<quint64> next{1};
+    return next++;
 }
 
 } // namespace
@@ -47,6 +54,14 @@ struct DSPNetGraphLayout::LayoutStep
 void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
                                     quint64 selectedGroupId)
 {
+    const LayoutInputs inputs{tree.shapeGeneration, selectedId, selectedGroupId, showInactive,
+                              showExcessive};
+    if (inputs == laidOut) {
+        refreshValues();
+        return;
+    }
+    laidOut = inputs;
+    listsVersion = nextListsVersion();
     groups.clear();
     groupIndexes.clear();
     selectedTreeNode = nullptr;
@@ -56,7 +71,7 @@ void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
     // Without a root (before the first snapshot) the lists stay as they are;
     // collecting the send lines again would only double them.
     if (root) {
-        layoutNetwork(root);
+        layoutNetwork(root, tree.nodes.size());
         collectSendLines();
     }
     applyGroups(tree.groups);
@@ -79,14 +94,40 @@ void DSPNetGraphLayout::resetLayout()
     sendSidechainLines.clear();
     ellipsisPoints.clear();
     nodePositions.clear();
+    placedFrom.clear();
+}
+
+// The tree kept its shape and its nodes: only the shares and the meters of
+// the plates change, written over the lists in place.
+void DSPNetGraphLayout::refreshValues()
+{
+    for (size_t i = 0; i < placedFrom.size(); ++i) {
+        const DSPNode* from = placedFrom[i];
+        GraphNode& node = nodes[qsizetype(i)];
+        node.inclusiveCPU = from->inclusiveCPU;
+        node.exclusiveCPU = from->exclusiveCPU;
+        copyLevels(from, &node);
+    }
+}
+
+void DSPNetGraphLayout::copyLevels(const DSPNode* from, GraphNode* to)
+{
+    const qsizetype count = from->volumeLevels.size();
+    to->levels.resize(count);
+    float* levels = to->levels.data();
+    for (qsizetype i = 0; i < count; ++i)
+        levels[i] = float(from->volumeLevels.at(i)) / 80.0f + 1.0f;
 }
 
 // Depth first from the root, a node before its inputs. Each node is expanded
 // once: nodePositions holds it from its placement on, so shared nodes and
 // loops end there, and the explicit stack keeps deep chains off the call stack.
-void DSPNetGraphLayout::layoutNetwork(DSPNode* root)
+void DSPNetGraphLayout::layoutNetwork(DSPNode* root, qsizetype unitCount)
 {
     resetLayout();
+    nodePositions.reserve(unitCount);
+    nodes.reserve(unitCount);
+    placedFrom.reserve(size_t(unitCount));
     std::vector<LayoutStep> steps;
     enterNode(DSPConnection{root, false, false}, rootMark, 0, 1, steps);
     while (!steps.empty()) {
@@ -152,8 +193,10 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
 void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
 {
     GraphNode record;
+    // Most names have no ':' and then share the unit's text.
     record.name = node->name;
-    record.name.replace(QLatin1Char(':'), QLatin1String(": "));
+    if (record.name.contains(QLatin1Char(':')))
+        record.name.replace(QLatin1Char(':'), QLatin1String(": "));
     record.position = position;
     record.id = node->id;
     record.groupId = node->groupId;
@@ -162,10 +205,9 @@ void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
     record.bypass = node->bypass;
     record.inclusiveCPU = node->inclusiveCPU;
     record.exclusiveCPU = node->exclusiveCPU;
-    record.levels.reserve(node->volumeLevels.size());
-    for (qint8 decibels : node->volumeLevels)
-        record.levels.append(float(decibels) / 80.0f + 1.0f);
+    copyLevels(node, &record);
     nodes.append(record);
+    placedFrom.push_back(node);
     addToGroup(node->groupId, position);
 }
 
@@ -194,20 +236,32 @@ void DSPNetGraphLayout::addToGroup(quint64 groupId, QPoint position)
 QList<DSPConnection> DSPNetGraphLayout::keptInputs(const DSPNode* node, bool* collapsed)
 {
     bool allInputsNew = true;
-    QList<DSPConnection> kept;
-    kept.reserve(node->inputs.size());
+    bool allKept = true;
     for (const DSPConnection& connection : node->inputs) {
-        if (!connection.node)
-            continue; // the decoder never makes one; nothing to draw
+        if (!connection.node) {
+            allKept = false; // the decoder never makes one; nothing to draw
+            continue;
+        }
         const auto placed = nodePositions.constFind(nodeKey(connection.node));
         if (placed != nodePositions.constEnd()) {
             allInputsNew = false;
-            if (placed.value() == hiddenMark)
-                continue; // a hidden node gets no connection
+            allKept &= placed.value() != hiddenMark; // a hidden node gets no connection
         }
-        if (!showInactive && !connection.node->active)
-            continue;
-        kept.append(connection);
+        allKept &= showInactive || connection.node->active;
+    }
+    // Usually every input is kept: the unit's own list is then shared, not copied.
+    QList<DSPConnection> kept = allKept ? node->inputs : QList<DSPConnection>();
+    if (!allKept) {
+        for (const DSPConnection& connection : node->inputs) {
+            if (!connection.node)
+                continue;
+            const auto placed = nodePositions.constFind(nodeKey(connection.node));
+            if (placed != nodePositions.constEnd() && placed.value() == hiddenMark)
+                continue;
+            if (!showInactive && !connection.node->active)
+                continue;
+            kept.append(connection);
+        }
     }
     const qsizetype keptCount = kept.size();
     *collapsed = !showExcessive && allInputsNew && keptCount >= 5;

@@ -54,7 +54,10 @@ public:
 
     // Lays the tree out afresh, following the node that (selectedId,
     // selectedGroupId) names. A tree without a root leaves the lists as they
-    // are and only rebuilds the groups.
+    // are and only rebuilds the groups. When the tree kept its shape since the
+    // last pass, and the selection and switches are the same, the lists stay
+    // and only the plates' shares and meters are copied again: the result is
+    // the same, at the cost of the values alone.
     void processTree(const DSPTree& tree, quint64 selectedId, quint64 selectedGroupId);
     // The widget's size that shows the whole graph at `scale`.
     QSize neededSize(float scale) const;
@@ -71,6 +74,9 @@ public:
     QList<GraphGroup> groups;
     int maxX = 0;
     int maxY = 0;
+    // Changes with every pass that rebuilt the lists rather than refreshing
+    // the plates' values; no two layouts share a value, 0 is none.
+    quint64 listsVersion = 0;
     // Where the last pass found the followed node; null when it is gone.
     const DSPNode* selectedTreeNode = nullptr; // only compared with null, never followed
     QPoint selectedNewPosition;
@@ -78,8 +84,27 @@ public:
 private:
     struct LayoutStep;
 
-    void layoutNetwork(DSPNode* root);
+    // What a pass depends on besides the values of the units.
+    struct LayoutInputs
+    {
+        quint64 shapeGeneration = 0; // 0: no pass yet
+        quint64 selectedId = 0;
+        quint64 selectedGroupId = 0;
+        bool showInactive = false;
+        bool showExcessive = false;
+
+        bool operator==(const LayoutInputs& other) const
+        {
+            return shapeGeneration == other.shapeGeneration && selectedId == other.selectedId &&
+                   selectedGroupId == other.selectedGroupId && showInactive == other.showInactive &&
+                   showExcessive == other.showExcessive;
+        }
+    };
+
+    void layoutNetwork(DSPNode* root, qsizetype unitCount);
     void resetLayout();
+    void refreshValues();
+    static void copyLevels(const DSPNode* from, GraphNode* to);
     void enterNode(const DSPConnection& connection, QPoint parentPosition, int inputIndex,
                    int inputCount, std::vector<LayoutStep>& steps);
     void placeNode(const DSPNode* node, QPoint position);
@@ -95,6 +120,10 @@ private:
     void applyGroups(const QList<DSPGroup*>& records);
 
     QHash<int, QPoint> nodePositions;
+    // The unit each entry of nodes was made from; valid while the tree keeps
+    // the shape of laidOut.
+    std::vector<const DSPNode*> placedFrom;
+    LayoutInputs laidOut;
     // Index of each group id in groups, so that placing a node needs no search.
     QHash<quint64, qsizetype> groupIndexes;
     int currentRow = 0;

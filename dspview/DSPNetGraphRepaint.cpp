@@ -3,19 +3,34 @@
 #include "DSPNetGraphLayout.h"
 #include "DSPNetGraphSettings.h"
 
+// The lists other than the plates' values change only with a full pass of
+// the layout, so their part of the key is kept until the next one; the
+// values are hashed after every pass.
 void DSPNetGraphRepaint::layoutDone(const DSPNetGraphLayout& layout,
                                     const DSPNetGraphSettings& settings)
 {
-    size_t seed = qHashMulti(0, layout.maxX, layout.maxY, layout.nodes.size(),
-                             settings.showCPUUsage, settings.showVolumeLevels);
-    for (const GraphNode& node : layout.nodes) {
+    if (layout.listsVersion != shapeKeyVersion) {
+        shapeKey = hashShape(layout);
+        shapeKeyVersion = layout.listsVersion;
+    }
+    size_t seed = qHashMulti(shapeKey, settings.showCPUUsage, settings.showVolumeLevels);
+    if (settings.showCPUUsage || settings.showVolumeLevels) {
+        for (const GraphNode& node : layout.nodes) {
+            if (settings.showCPUUsage)
+                seed = qHashMulti(seed, node.inclusiveCPU, node.exclusiveCPU);
+            if (settings.showVolumeLevels)
+                seed = qHashRange(node.levels.cbegin(), node.levels.cend(), seed);
+        }
+    }
+    listsKey = seed;
+}
+
+size_t DSPNetGraphRepaint::hashShape(const DSPNetGraphLayout& layout)
+{
+    size_t seed = qHashMulti(0, layout.maxX, layout.maxY, layout.nodes.size());
+    for (const GraphNode& node : layout.nodes)
         seed = qHashMulti(seed, node.name, node.position.x(), node.position.y(), node.id,
                           node.groupId, node.active, node.bypass);
-        if (settings.showCPUUsage)
-            seed = qHashMulti(seed, node.inclusiveCPU, node.exclusiveCPU);
-        if (settings.showVolumeLevels)
-            seed = qHashRange(node.levels.cbegin(), node.levels.cend(), seed);
-    }
     for (const QList<QLine>* lines : {&layout.standardLines, &layout.sendLines,
                                       &layout.sidechainLines, &layout.sendSidechainLines}) {
         seed = qHash(lines->size(), seed);
@@ -27,7 +42,7 @@ void DSPNetGraphRepaint::layoutDone(const DSPNetGraphLayout& layout,
     for (const GraphGroup& group : layout.groups)
         seed = qHashMulti(seed, group.rect.x(), group.rect.y(), group.rect.width(),
                           group.rect.height(), group.name, group.guid, group.level);
-    listsKey = seed;
+    return seed;
 }
 
 bool DSPNetGraphRepaint::needsRepaint(const DSPNetGraphSettings& settings) const

@@ -1,6 +1,8 @@
 #ifndef DSPNETGRAPHREPAINT_H
 #define DSPNETGRAPHREPAINT_H
 
+#include <QtGlobal>
+
 #include <cstddef>
 
 class DSPNetGraphLayout;
@@ -25,7 +27,10 @@ public:
 
 private:
     size_t pictureKey(const DSPNetGraphSettings& settings) const;
+    static size_t hashShape(const DSPNetGraphLayout& layout);
 
+    size_t shapeKey = 0;
+    quint64 shapeKeyVersion = 0; // the layout's listsVersion that shapeKey hashes
     size_t listsKey = 0;
     size_t paintedKey = 0;
     bool paintedValid = false; // false while the screen may mix pictures

@@ -5,8 +5,10 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -95,42 +97,93 @@ int levelCount(const char* p)
     return std::min<int>(readU8(p), maxLevels);
 }
 
+// Levels are written over the node's list in place: a node refreshed from a
+// snapshot of the same shape keeps its level count, so nothing is allocated.
 void readFloatLevels(const char* count, const char* values, DSPNode* node)
 {
     const int n = levelCount(count);
-    node->volumeLevels.reserve(n);
+    node->volumeLevels.resize(n);
+    qint8* levels = node->volumeLevels.data();
     for (int i = 0; i < n; ++i) {
         quint32 raw;
         std::memcpy(&raw, values + 4 * i, sizeof raw);
-        node->volumeLevels.append(DSPTree::levelToDecibels(raw));
+        levels[i] = DSPTree::levelToDecibels(raw);
     }
 }
 
-void readVersion0(const char* r, int version, DSPNode* node, RecordLinks* links)
+void readByteLevels(const char* count, const char* values, DSPNode* node)
+{
+    const int n = levelCount(count);
+    node->volumeLevels.resize(n);
+    if (n > 0) // an empty list may have no storage to copy into
+        std::memcpy(node->volumeLevels.data(), values, static_cast<size_t>(n));
+}
+
+// What changes from one snapshot of a running network to the next: the
+// unit's own time and its levels. Every other byte of a record is its shape.
+void readValues(const char* r, int version, DSPNode* node)
+{
+    if (version == 1) {
+        node->exclusiveTime = readU32(r + 45);
+    } else if (version == 2) {
+        // Version 2 names the number of channels but carries no levels.
+        node->exclusiveTime = readU16(r + 48);
+        node->volumeLevels.fill(-80, levelCount(r + 50));
+    } else if (version == 3) {
+        node->exclusiveTime = readU16(r + 48);
+        readFloatLevels(r + 50, r + 51, node);
+    } else if (version == 4 || version == 5) {
+        node->exclusiveTime = readU16(r + 56);
+        readFloatLevels(r + 58, r + 59, node);
+    } else if (version == 6) {
+        node->exclusiveTime = readU16(r + 26);
+        readByteLevels(r + 29, r + 30, node);
+    }
+}
+
+// The bytes of a record that readValues reads, as [begin, end) ranges; a
+// version without levels has an empty second range.
+struct ValueRanges
+{
+    int timeBegin;
+    int timeEnd;
+    int levelsBegin;
+    int levelsEnd;
+};
+
+ValueRanges valueRanges(int version)
+{
+    static const ValueRanges ranges[] = {{45, 45, 45, 45},  {45, 49, 49, 49},  {48, 50, 50, 50},
+                                         {48, 50, 51, 179}, {56, 58, 59, 187}, {56, 58, 59, 187},
+                                         {26, 28, 30, 62}};
+    return ranges[version];
+}
+
+// Whether two records agree in every byte but their values.
+bool sameRecordShape(const char* a, const char* b, int size, const ValueRanges& values)
+{
+    return std::memcmp(a, b, static_cast<size_t>(values.timeBegin)) == 0 &&
+           std::memcmp(a + values.timeEnd, b + values.timeEnd,
+                       static_cast<size_t>(values.levelsBegin - values.timeEnd)) == 0 &&
+           std::memcmp(a + values.levelsEnd, b + values.levelsEnd,
+                       static_cast<size_t>(size - values.levelsEnd)) == 0;
+}
+
+void readVersion0(const char* r, DSPNode* node, RecordLinks* links)
 {
     node->id = static_cast<quint64>(static_cast<qint64>(readI32(r)));
     node->name = readName(r + 4, 32);
     links->inputCount = readI32(r + 36);
     node->active = readU8(r + 40) != 0;
-    if (version == 1)
-        node->exclusiveTime = readU32(r + 45);
 }
 
-void readVersion2(const char* r, int version, DSPNode* node, RecordLinks* links)
+void readVersion2(const char* r, DSPNode* node, RecordLinks* links)
 {
     node->id = readU64(r);
     node->name = readName(r + 8, 32);
     links->inputCount = readI32(r + 40);
     node->active = readU8(r + 44) != 0;
     node->bypass = readU8(r + 45) != 0;
-    node->exclusiveTime = readU16(r + 48);
-    if (version == 3) {
-        readFloatLevels(r + 50, r + 51, node);
-        return;
-    }
-    // Version 2 names the number of channels but carries no levels.
-    const int n = levelCount(r + 50);
-    node->volumeLevels.fill(-80, n);
 }
 
 void readVersion4(const char* r, int version, DSPNode* node, RecordLinks* links)
@@ -141,8 +194,6 @@ void readVersion4(const char* r, int version, DSPNode* node, RecordLinks* links)
     links->inputCount = readI32(r + 48);
     node->active = readU8(r + 52) != 0;
     node->bypass = readU8(r + 53) != 0;
-    node->exclusiveTime = readU16(r + 56);
-    readFloatLevels(r + 58, r + 59, node);
     if (version == 5)
         node->sendTargetId = readU64(r + 187);
 }
@@ -153,16 +204,11 @@ void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
     node->groupId = readU64(r + 8);
     node->sendTargetId = readU64(r + 16);
     links->inputCount = readU16(r + 24);
-    node->exclusiveTime = readU16(r + 26);
     const quint8 flags = readU8(r + 28);
     node->active = (flags & 0x01) != 0;
     node->bypass = (flags & 0x02) != 0;
     links->send = (flags & 0x04) != 0;
     links->sidechain = (flags & 0x08) != 0;
-    const int n = levelCount(r + 29);
-    node->volumeLevels.reserve(n);
-    for (int i = 0; i < n; ++i)
-        node->volumeLevels.append(static_cast<qint8>(r[30 + i]));
     node->name = readName(r + 62, 32);
 }
 
@@ -170,20 +216,29 @@ void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
 void readRecord(const char* r, int version, DSPNode* node, RecordLinks* links)
 {
     if (version <= 1)
-        readVersion0(r, version, node, links);
+        readVersion0(r, node, links);
     else if (version <= 3)
-        readVersion2(r, version, node, links);
+        readVersion2(r, node, links);
     else if (version <= 5)
         readVersion4(r, version, node, links);
     else
         readVersion6(r, node, links);
+    readValues(r, version, node);
+}
+
+// Unique over all trees of the process, so that a layout never takes one
+// tree's shape for another's.
+quint64 nextShapeGeneration()
+{
+    static std::atomic<quint64> next{1};
+    return next++;
 }
 
 } // namespace
 
 DSPTree::DSPTree(ProfilerNetwork* network)
     : network(network), networkVersion(-1), groupVersion(-1), totalCPU(0.0f), sampleRate(0),
-      blockLength(0)
+      blockLength(0), shapeGeneration(nextShapeGeneration())
 {
     if (network)
         connect(network, SIGNAL(packetReady()), this, SLOT(slotPacketArrived()));
@@ -256,33 +311,93 @@ bool DSPTree::acceptNetworkFrame(const QByteArray& frame)
 
 // Reads the records into a graph of their own and replaces the current one
 // only when all of them were there. A frame too short for its snapshot header
-// is damaged like one cut inside a record.
+// is damaged like one cut inside a record. A snapshot of the same shape as the
+// last one accepted only refreshes the values of the graph it built.
 bool DSPTree::readSnapshot(const QByteArray& frame, int version)
 {
     const qsizetype first = firstRecordOffset(version);
     if (frame.size() < first)
         return false;
-    const char* cursor = frame.constData() + first;
-    QHash<quint64, DSPNode*> decoded;
-    QList<DSPNode*> created;
-    DSPNode decodedHead;
-    if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
-                  created)) {
-        qDeleteAll(created);
-        return false;
+    if (sameShape(frame, version)) {
+        refreshValues(frame, version);
+    } else {
+        const char* cursor = frame.constData() + first;
+        QHash<quint64, DSPNode*> decoded;
+        QList<DSPNode*> created;
+        ReadOrder order;
+        DSPNode decodedHead;
+        if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
+                      created, order))
+            return false;
+        deleteNodes();
+        nodes.swap(decoded);
+        creationOrder.swap(created);
+        readOrder = std::move(order);
+        head = std::move(decodedHead);
+        networkVersion = version;
+        shapeGeneration = nextShapeGeneration();
+        // On the same shape the depths are the same too.
+        computeDepth();
     }
-    deleteNodes();
-    nodes.swap(decoded);
-    creationOrder.swap(created);
-    head = std::move(decodedHead);
-    networkVersion = version;
+    acceptedFrame = frame;
+    readHeader(frame, version);
+    computeCPU();
+    return true;
+}
+
+void DSPTree::readHeader(const QByteArray& frame, int version)
+{
     const char* header = frame.constData() + frameHeaderSize;
     totalCPU = (version >= 1 && version <= 5) ? readFloat(header) : 0.0f;
     sampleRate = version == 6 ? readI32(header) : 0;
     blockLength = version == 6 ? readI32(header + 4) : 0;
-    computeCPU();
-    computeDepth();
-    return true;
+}
+
+// The same shape: the same version and length, and records that agree with
+// those of the accepted frame in every byte but their values, so that a full
+// read would build the same units, connections, flags, names and groups. The
+// bytes behind the records are compared too, which errs only towards a full
+// read.
+bool DSPTree::sameShape(const QByteArray& frame, int version) const
+{
+    if (readOrder.isNew.empty() || version != networkVersion ||
+        frame.size() != acceptedFrame.size())
+        return false;
+    const qsizetype first = firstRecordOffset(version);
+    const int size = recordSize(version);
+    const qsizetype end = first + qsizetype(readOrder.isNew.size()) * size;
+    const ValueRanges values = valueRanges(version);
+    const char* a = frame.constData();
+    const char* b = acceptedFrame.constData();
+    for (qsizetype at = first; at < end; at += size) {
+        if (!sameRecordShape(a + at, b + at, size, values))
+            return false;
+    }
+    return std::memcmp(a + end, b + end, static_cast<size_t>(frame.size() - end)) == 0;
+}
+
+// Reads the values of the records that made units, in the order the full read
+// made them, and sums the inclusive times the way the full read does: each
+// unit's time goes to the unit it was first reached from, units read later
+// first, so every unit has its inputs' sums before it passes its own on.
+void DSPTree::refreshValues(const QByteArray& frame, int version)
+{
+    const char* records = frame.constData() + firstRecordOffset(version);
+    const int size = recordSize(version);
+    qsizetype made = 0;
+    for (size_t i = 0; i < readOrder.isNew.size(); ++i) {
+        if (!readOrder.isNew[i])
+            continue;
+        DSPNode* node = creationOrder.at(made++);
+        readValues(records + qsizetype(i) * size, version, node);
+        node->inclusiveTime = node->exclusiveTime;
+    }
+    head.inclusiveTime = 0;
+    for (qsizetype i = creationOrder.size(); i-- > 0;) {
+        const int parent = readOrder.parent[size_t(i)];
+        DSPNode* to = parent < 0 ? &head : creationOrder.at(parent);
+        to->inclusiveTime += creationOrder.at(i)->inclusiveTime;
+    }
 }
 
 // The table ends at the smaller of its size field and the frame's length, so
@@ -297,6 +412,11 @@ bool DSPTree::acceptGroupFrame(const QByteArray& frame)
         Q_EMIT statusChanged(incompatibleVersionStatus);
         return false;
     }
+    // A table byte for byte like the accepted one keeps its groups.
+    if (groupVersion == 0 && frame == acceptedGroupFrame)
+        return true;
+    acceptedGroupFrame = frame;
+    shapeGeneration = nextShapeGeneration();
     qDeleteAll(groups);
     groups.clear();
     groupVersion = 0;
@@ -324,18 +444,21 @@ bool DSPTree::acceptGroupFrame(const QByteArray& frame)
 // entries than the frame holds records. False when the frame ends before the
 // records that the counts announce.
 bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                       QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created)
+                       QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created, ReadOrder& order)
 {
     struct Pending
     {
         DSPNode* node;
+        int index; // in created; -1 for parent
         qint64 remaining;
     };
     const qint64 size = recordSize(version);
     const qint64 capacity = std::min<qint64>((end - cursor) / size, 1 << 24);
     table.reserve(capacity);
     created.reserve(capacity);
-    std::vector<Pending> pending{{parent, 1}};
+    order.isNew.reserve(size_t(capacity));
+    order.parent.reserve(size_t(capacity));
+    std::vector<Pending> pending{{parent, -1, 1}};
     while (!pending.empty()) {
         if (pending.back().remaining == 0) {
             const DSPNode* done = pending.back().node;
@@ -356,15 +479,35 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         // unit's own inputs that repeats its id finds it and closes a loop.
         DSPNode*& entry = table[record.id];
         const bool repeated = entry != nullptr;
+        order.isNew.push_back(!repeated);
         if (!repeated) {
-            entry = new DSPNode(std::move(record));
+            entry = order.store(std::move(record), (end - cursor) / size + 1);
+            entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
             created.append(entry);
+            order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
         if (!repeated)
-            pending.push_back({entry, std::max<qint64>(links.inputCount, 0)});
+            pending.push_back(
+                {entry, int(created.size() - 1), std::max<qint64>(links.inputCount, 0)});
     }
     return true;
+}
+
+// Units live in blocks of up to blockSize rather than one allocation each:
+// a large network is read and freed several times faster, and walked in the
+// order it lies in memory.
+DSPNode* DSPTree::ReadOrder::store(DSPNode&& node, qint64 capacity)
+{
+    const qint64 blockSize = 4096;
+    if (blocks.empty() || usedInLast == blocks.back().size) {
+        const qint64 size = std::max<qint64>(std::min(capacity, blockSize), 1);
+        blocks.push_back({std::make_unique<DSPNode[]>(size_t(size)), size});
+        usedInLast = 0;
+    }
+    DSPNode* slot = &blocks.back().nodes[size_t(usedInLast++)];
+    *slot = std::move(node);
+    return slot;
 }
 
 qint8 DSPTree::levelToDecibels(quint32 rawLevel)
@@ -528,8 +671,8 @@ void DSPTree::fallbackDepths()
 
 void DSPTree::deleteNodes()
 {
-    qDeleteAll(creationOrder);
     creationOrder.clear();
+    readOrder = ReadOrder();
     nodes.clear();
     head = DSPNode();
 }

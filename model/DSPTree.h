@@ -8,13 +8,16 @@
 #include <QString>
 #include <QUuid>
 
+#include <memory>
+#include <vector>
+
 class ProfilerNetwork;
 struct DSPNode;
 
 // One input of a unit: the unit that feeds it and the kind of the connection.
 struct DSPConnection
 {
-    DSPNode* node = nullptr; // not owned; DSPTree::nodes owns it
+    DSPNode* node = nullptr; // not owned; the DSPTree owns it
     bool sidechain = false;
     bool send = false;
 };
@@ -81,7 +84,7 @@ public:
     static qint8 levelToDecibels(quint32 rawLevel);
 
     QList<DSPGroup*> groups;        // owns the groups
-    QHash<quint64, DSPNode*> nodes; // owns the nodes; head is not among them
+    QHash<quint64, DSPNode*> nodes; // the nodes; head is not among them
     DSPNode head;                   // parent of the root; one input after a snapshot
     ProfilerNetwork* network;       // not owned
     int networkVersion;
@@ -89,6 +92,10 @@ public:
     float totalCPU;
     int sampleRate;
     int blockLength;
+    // Changes whenever units, connections, flags, names or groups may have
+    // changed; while it stays, a snapshot changed only times, CPU shares and
+    // levels, in the same nodes. No two trees ever share a value.
+    quint64 shapeGeneration;
 
 Q_SIGNALS:
     void dspNetTreeUpdated();
@@ -98,11 +105,36 @@ public Q_SLOTS:
     void slotPacketArrived();
 
 private:
+    // How the records of the accepted snapshot were read: for each record
+    // whether it made a unit, and for each unit (in creationOrder) the place
+    // of the unit it was first reached from, -1 for head. It also holds the
+    // units themselves.
+    struct ReadOrder
+    {
+        struct Block
+        {
+            std::unique_ptr<DSPNode[]> nodes;
+            qint64 size;
+        };
+
+        // Moves node into the store; capacity is the most units the
+        // snapshot can still make.
+        DSPNode* store(DSPNode&& node, qint64 capacity);
+
+        std::vector<bool> isNew;
+        std::vector<int> parent;
+        std::vector<Block> blocks;
+        qint64 usedInLast = 0;
+    };
+
     bool decodeNetworkPacket();
     bool decodeGroupPacket();
     bool readSnapshot(const QByteArray& frame, int version);
     bool readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                  QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created);
+                  QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created, ReadOrder& order);
+    bool sameShape(const QByteArray& frame, int version) const;
+    void refreshValues(const QByteArray& frame, int version);
+    void readHeader(const QByteArray& frame, int version);
     void computeCPU();
     void computeDepth();
     bool rewalkDepths(qint64 budget);
@@ -115,6 +147,9 @@ private:
     // in this order rather than the hash's keeps to the order of allocation,
     // which is twice as fast on large graphs.
     QList<DSPNode*> creationOrder;
+    ReadOrder readOrder;
+    QByteArray acceptedFrame;
+    QByteArray acceptedGroupFrame;
 };
 
 #endif // DSPTREE_H

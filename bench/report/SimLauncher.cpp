@@ -57,3 +57,8 @@ void SimLauncher::stop()
         process->waitForFinished(5000);
     }
 }
+
+QString SimLauncher::takeLog()
+{
+    return QString::fromUtf8(process->readAll());
+}

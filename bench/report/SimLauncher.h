@@ -20,6 +20,8 @@ public:
     bool start(const QString& program, const QStringList& arguments, int timeoutMs);
     quint16 port() const { return listeningPort; }
     QString error() const { return reason; }
+    // What the target has logged since the listening line or the last call.
+    QString takeLog();
     void stop();
 
 private:
