@@ -44,6 +44,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // A second time replaces the graph it built.
         require(tree.acceptNetworkFrame(frame));
         checkGraph(tree);
+        // One byte changed: a time or a level takes the path that keeps the
+        // units it has, anything else a full pass; either must hold.
+        QByteArray changed(frame.constData(), frame.size());
+        changed[changed.size() / 2] = char(changed.at(changed.size() / 2) ^ 0x5a);
+        if (tree.acceptNetworkFrame(changed))
+            checkGraph(tree);
     }
     if (tree.acceptGroupFrame(frame))
         require(tree.groups.size() <= qsizetype(size / 296));
