@@ -26,23 +26,6 @@ inline QRgb scaled(QRgb pixel, uint alpha)
     return low | high;
 }
 
-// The same without the shortcuts, for loops where a branch would cost more
-// than it saves: at 255 the rounding gives each channel back unchanged, and at
-// 0 it gives 0.
-inline QRgb scaledAny(QRgb pixel, uint alpha)
-{
-    uint low = (pixel & 0x00ff00ffu) * alpha + 0x00800080u;
-    low = ((low + ((low >> 8) & 0x00ff00ffu)) >> 8) & 0x00ff00ffu;
-    uint high = ((pixel >> 8) & 0x00ff00ffu) * alpha + 0x00800080u;
-    high = (high + ((high >> 8) & 0x00ff00ffu)) & 0xff00ff00u;
-    return low | high;
-}
-
-inline QRgb blendedAny(QRgb source, QRgb below)
-{
-    return source + scaledAny(below, 255u - qAlpha(source));
-}
-
 // A premultiplied source over what lies below it.
 inline QRgb blended(QRgb source, QRgb below)
 {
@@ -259,30 +242,15 @@ void LineRaster::fill(const QColor& color)
                     }
                     inked = true;
                 }
-                // Inside the layer every cell is blended without a test:
-                // coverage 0 leaves the pixel as it was, and the edge cells
-                // of a line nearly all carry ink, so a branch would mostly
-                // be mispredicted.
-                const int inkFirst = std::clamp(first, firstPixel, endPixel);
-                const int inkEnd = std::clamp(end, inkFirst, endPixel);
-                int i = first;
-                for (; i < inkFirst; ++i) {
-                    sum += cells[i];
-                    cells[i] = 0.0f;
-                }
-                uint any = 0;
-                for (; i < inkEnd; ++i) {
+                for (int i = first; i < end; ++i) {
                     sum += cells[i];
                     cells[i] = 0.0f;
                     const uint alpha = alphaOf(sum);
-                    any |= alpha;
-                    pixels[i] = blendedAny(scaledAny(premultiplied, alpha), pixels[i]);
+                    if (alpha != 0 && i >= firstPixel && i < endPixel) {
+                        pixels[i] = blended(scaled(premultiplied, alpha), pixels[i]);
+                        inked = true;
+                    }
                 }
-                for (; i < end; ++i) {
-                    sum += cells[i];
-                    cells[i] = 0.0f;
-                }
-                inked = inked || any != 0;
                 done = end;
             }
         }
