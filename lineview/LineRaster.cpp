@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace {
 // Columns kept left of the layer for ink that starts before its edge: the
 // running sum of a row must begin where the outline does.
@@ -38,6 +42,58 @@ inline uint alphaOf(float sum)
 {
     return uint(std::min(std::abs(sum), 1.0f) * 255.0f + 0.5f);
 }
+
+#ifdef __SSE2__
+// Each channel of eight 16-bit lanes times alpha / 255, rounded as scaled()
+// rounds: products and sums stay below 65536.
+inline __m128i scaledLanes(__m128i channels, __m128i alpha)
+{
+    const __m128i t = _mm_add_epi16(_mm_mullo_epi16(channels, alpha), _mm_set1_epi16(0x80));
+    return _mm_srli_epi16(_mm_add_epi16(t, _mm_srli_epi16(t, 8)), 8);
+}
+
+// Two pixels of the source over two below, in 16-bit lanes.
+inline __m128i blendedLanes(__m128i colour, __m128i alpha, __m128i below)
+{
+    const __m128i source = scaledLanes(colour, alpha);
+    const __m128i sourceAlpha = _mm_shufflehi_epi16(
+        _mm_shufflelo_epi16(source, _MM_SHUFFLE(3, 3, 3, 3)), _MM_SHUFFLE(3, 3, 3, 3));
+    const __m128i rest = _mm_sub_epi16(_mm_set1_epi16(255), sourceAlpha);
+    return _mm_add_epi16(source, scaledLanes(below, rest));
+}
+
+// A block of four cells inside the layer: adds them to the running sum,
+// empties them, and blends the four coverages over the four pixels, exactly
+// as the loop of single pixels does. Returns whether any pixel took ink.
+inline bool sweepBlock(float* cells, QRgb* pixels, QRgb premultiplied, float& sum)
+{
+    __m128 running = _mm_loadu_ps(cells);
+    _mm_storeu_ps(cells, _mm_setzero_ps());
+    running = _mm_add_ps(running, _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(running), 4)));
+    running = _mm_add_ps(running, _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(running), 8)));
+    running = _mm_add_ps(running, _mm_set1_ps(sum));
+    sum = _mm_cvtss_f32(_mm_shuffle_ps(running, running, _MM_SHUFFLE(3, 3, 3, 3)));
+    const __m128 magnitude = _mm_andnot_ps(_mm_set1_ps(-0.0f), running);
+    const __m128 level =
+        _mm_add_ps(_mm_mul_ps(_mm_min_ps(magnitude, _mm_set1_ps(1.0f)), _mm_set1_ps(255.0f)),
+                   _mm_set1_ps(0.5f));
+    const __m128i alpha = _mm_cvttps_epi32(level);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(alpha, _mm_setzero_si128())) == 0xffff) {
+        return false;
+    }
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i colour = _mm_unpacklo_epi8(_mm_set1_epi32(int(premultiplied)), zero);
+    const __m128i words = _mm_packs_epi32(alpha, alpha);
+    const __m128i pairs = _mm_unpacklo_epi16(words, words);
+    const __m128i below = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels));
+    const __m128i low =
+        blendedLanes(colour, _mm_unpacklo_epi32(pairs, pairs), _mm_unpacklo_epi8(below, zero));
+    const __m128i high =
+        blendedLanes(colour, _mm_unpackhi_epi32(pairs, pairs), _mm_unpackhi_epi8(below, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pixels), _mm_packus_epi16(low, high));
+    return true;
+}
+#endif
 } // namespace
 
 LineRaster::LineRaster()
@@ -52,7 +108,8 @@ void LineRaster::begin(QSize deviceSize, qreal ratio)
         image = QImage(deviceSize, QImage::Format_ARGB32_Premultiplied);
         width = deviceSize.width();
         height = deviceSize.height();
-        stride = width + 2 * leftPad + 2;
+        // Whole blocks to a row, so that a block is swept as one vector.
+        stride = int((uint(width + 2 * leftPad + 2) + blockCells - 1u) / blockCells * blockCells);
         area.assign(size_t(stride) * size_t(height), 0.0f);
         words = int((uint(stride) + blockCells * 64u - 1u) / (blockCells * 64u));
         touched.assign(size_t(height) * size_t(words), 0);
@@ -242,6 +299,13 @@ void LineRaster::fill(const QColor& color)
                     }
                     inked = true;
                 }
+#ifdef __SSE2__
+                if (first >= firstPixel && end <= endPixel && end - first == int(blockCells)) {
+                    inked = sweepBlock(cells + first, pixels + first, premultiplied, sum) || inked;
+                    done = end;
+                    continue;
+                }
+#endif
                 for (int i = first; i < end; ++i) {
                     sum += cells[i];
                     cells[i] = 0.0f;
