@@ -190,7 +190,11 @@ inline void LineRaster::touch(int row, int first, int last)
     quint64* mask = touched.data() + size_t(row) * size_t(words);
     const uint firstBlock = uint(first) / blockCells;
     const uint lastBlock = uint(last) / blockCells;
-    for (uint block = firstBlock; block <= lastBlock; ++block) {
+    // A piece of an edge nearly always reaches one block or two: their bits
+    // are set without a loop, and a loop only fills in what lies between.
+    mask[firstBlock >> 6] |= quint64(1) << (firstBlock & 63u);
+    mask[lastBlock >> 6] |= quint64(1) << (lastBlock & 63u);
+    for (uint block = firstBlock + 1; block < lastBlock; ++block) {
         mask[block >> 6] |= quint64(1) << (block & 63u);
     }
 }
