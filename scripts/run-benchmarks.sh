@@ -225,16 +225,18 @@ fi
 
 # Steady cost: the process's CPU time over the window, as a share of one core,
 # for each network size, with or without the CPU tab's five series ticked.
+# A counter of the steady-cost run named BM_SteadyCost/UNITS/TICKED.
+steady_value() {
+    jq -r --arg name "$1" --arg field "$2" '
+        [.benchmarks[] | select((.run_name | split("/")[0:3] | join("/")) == $name)] | first
+        | if . == null or .error_occurred == true then "" else (.[$field] // "") end' "$out/report.json"
+}
 steady_row() {
     local n="$1" ticked="$2" limit="$3" label="$4"
     local name="BM_SteadyCost/$n/$ticked"
     local share gap
-    share=$(jq -r --arg name "$name" '
-        [.benchmarks[] | select((.run_name | split("/")[0:3] | join("/")) == $name)] | first
-        | if . == null or .error_occurred == true then "" else (.cpu_share // "") end' "$out/report.json")
-    gap=$(jq -r --arg name "$name" '
-        [.benchmarks[] | select((.run_name | split("/")[0:3] | join("/")) == $name)] | first
-        | if . == null then "" else (.longest_loop_gap_s // "") end' "$out/report.json")
+    share=$(steady_value "$name" cpu_share)
+    gap=$(steady_value "$name" longest_loop_gap_s)
     if [[ -z "$share" ]]; then
         missing report.json "$name"
         return

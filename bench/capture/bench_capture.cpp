@@ -227,22 +227,29 @@ void BM_ReplayTiming(benchmark::State& state)
 }
 BENCHMARK(BM_ReplayTiming)->Iterations(1)->Unit(benchmark::kSecond);
 
+// Reads every record of `bytes` into `sink` (anything with add(record));
+// returns the bytes of records read.
+template <class Sink> qint64 readAll(QByteArray& bytes, Sink& sink)
+{
+    QBuffer device(&bytes);
+    device.open(QIODevice::ReadOnly);
+    CaptureReader reader;
+    QString error;
+    reader.open(&device, &error);
+    CaptureRecord record;
+    while (reader.next(&record))
+        sink.add(record);
+    return reader.recordBytesRead();
+}
+
 // `info` over a minute of session held in memory.
 void BM_InfoRead(benchmark::State& state)
 {
     QByteArray bytes = session(60000);
     qint64 recordBytes = 0;
     for (auto _ : state) {
-        QBuffer device(&bytes);
-        device.open(QIODevice::ReadOnly);
-        CaptureReader reader;
-        QString error;
-        reader.open(&device, &error);
         CaptureInfo info;
-        CaptureRecord record;
-        while (reader.next(&record))
-            info.add(record);
-        recordBytes = reader.recordBytesRead();
+        recordBytes = readAll(bytes, info);
     }
     state.SetBytesProcessed(state.iterations() * recordBytes);
 }
@@ -255,18 +262,11 @@ void BM_ExportRead(benchmark::State& state)
     QTemporaryDir dir;
     qint64 recordBytes = 0;
     for (auto _ : state) {
-        QBuffer device(&bytes);
-        device.open(QIODevice::ReadOnly);
-        CaptureReader reader;
-        QString error;
-        reader.open(&device, &error);
         CaptureExport csv;
+        QString error;
         csv.open(dir.path(), true, &error);
-        CaptureRecord record;
-        while (reader.next(&record))
-            csv.add(record);
+        recordBytes = readAll(bytes, csv);
         csv.close(&error);
-        recordBytes = reader.recordBytesRead();
     }
     state.SetBytesProcessed(state.iterations() * recordBytes);
 }
