@@ -1,26 +1,41 @@
 #include "LoopGapMeter.h"
 
-#include <QTimer>
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
 
 #include <algorithm>
 
-LoopGapMeter::LoopGapMeter() : timer(new QTimer(this)), lastTick(0), longest(0)
+LoopGapMeter::LoopGapMeter() : busySince(-1), longest(0)
 {
-    timer->setTimerType(Qt::PreciseTimer);
-    connect(timer, SIGNAL(timeout()), this, SLOT(slotTick()));
-    timer->start(tickMs);
     clock.start();
+    connect(QAbstractEventDispatcher::instance(), SIGNAL(aboutToBlock()), this,
+            SLOT(slotAboutToBlock()));
+    QCoreApplication::instance()->installEventFilter(this);
+}
+
+LoopGapMeter::~LoopGapMeter()
+{
+    QCoreApplication::instance()->removeEventFilter(this);
 }
 
 void LoopGapMeter::reset()
 {
     longest = 0;
-    lastTick = clock.nsecsElapsed();
+    busySince = -1;
 }
 
-void LoopGapMeter::slotTick()
+void LoopGapMeter::slotAboutToBlock()
 {
-    const qint64 now = clock.nsecsElapsed();
-    longest = std::max(longest, now - lastTick - qint64(tickMs) * 1000000);
-    lastTick = now;
+    if (busySince >= 0)
+        longest = std::max(longest, clock.nsecsElapsed() - busySince);
+    busySince = -1;
+}
+
+bool LoopGapMeter::eventFilter(QObject* watched, QEvent* event)
+{
+    // Every piece of work of the loop (input, timers, sockets, posted events
+    // and repaints) begins with the delivery of an event.
+    if (busySince < 0)
+        busySince = clock.nsecsElapsed();
+    return QObject::eventFilter(watched, event);
 }

@@ -4,32 +4,32 @@
 #include <QElapsedTimer>
 #include <QObject>
 
-class QTimer;
-
-// How long the event loop of this thread can be kept from its events: a
-// timer asks to run every tick, and the longest time between two of its runs
-// beyond the tick is how long some work held the loop. A click that arrives
-// when that work begins waits as long. The ticks cost the loop about 50
-// short wake-ups a second.
+// How long the event loop of the main thread can be kept from its input: the
+// longest busy stretch of the loop, from the first event it delivers after it
+// last went to wait until it goes to wait again. A click that arrives when
+// such a stretch begins waits as long. The meter only watches: it adds no
+// timer and no wake-up of its own, just a look at each delivered event.
 class LoopGapMeter : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr int tickMs = 20;
-
     LoopGapMeter();
+    ~LoopGapMeter() override;
 
     void reset();
     double longestSeconds() const { return double(longest) / 1e9; }
 
 public Q_SLOTS:
-    void slotTick();
+    void slotAboutToBlock();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QTimer* timer;
     QElapsedTimer clock;
-    qint64 lastTick;
+    // When the current busy stretch began; -1 while the loop waits.
+    qint64 busySince;
     qint64 longest;
 };
 

@@ -9,13 +9,18 @@
 #include "FloodSender.h"
 #include "FloodStream.h"
 #include "LinkWatcher.h"
+#include "LoopGapMeter.h"
 #include "PacketHeader.h"
 #include "ProfilerNetwork.h"
 #include "ReportSettings.h"
 #include "SimFrameWriter.h"
 #include "StatsHistory.h"
 
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QTest>
+#include <QThread>
+#include <QTimer>
 
 #include <initializer_list>
 #include <vector>
@@ -47,6 +52,8 @@ private Q_SLOTS:
     void watcherJudgesTheRun();
     void settingsTakeOnlyTheirOwnFlags_data();
     void settingsTakeOnlyTheirOwnFlags();
+    void gapMeterSeesBusyStretches_data();
+    void gapMeterSeesBusyStretches();
 };
 
 void tst_BenchReport::bareCutCountsEveryFrame_data()
@@ -220,6 +227,39 @@ void tst_BenchReport::settingsTakeOnlyTheirOwnFlags()
         remaining.append(QString::fromUtf8(argv[size_t(i)]));
     QCOMPARE(remaining, left);
     QCOMPARE(ReportSettings::steadySeconds(), seconds);
+}
+
+void tst_BenchReport::gapMeterSeesBusyStretches_data()
+{
+    QTest::addColumn<int>("stallMs");
+    QTest::addColumn<bool>("posted"); // the stall in a posted call, else in a timer
+    QTest::addColumn<int>("waitMs");  // how long the loop waits before it
+
+    QTest::newRow("stall in a timer") << 150 << false << 50;
+    QTest::newRow("stall in a posted call") << 150 << true << 0;
+    QTest::newRow("waiting is not busy") << 0 << false << 300;
+}
+
+void tst_BenchReport::gapMeterSeesBusyStretches()
+{
+    QFETCH(int, stallMs);
+    QFETCH(bool, posted);
+    QFETCH(int, waitMs);
+    LoopGapMeter meter;
+    QEventLoop loop;
+    QObject stall;
+    auto stallFor = [stallMs] { QThread::msleep(stallMs); };
+    if (posted)
+        QMetaObject::invokeMethod(&stall, stallFor, Qt::QueuedConnection);
+    else
+        QTimer::singleShot(waitMs, &stall, stallFor);
+    QTimer::singleShot(waitMs + stallMs + 100, &loop, SLOT(quit()));
+    loop.exec();
+    // The stretch holds the stall and the little work around it, never the wait.
+    QVERIFY2(meter.longestSeconds() >= stallMs / 1000.0,
+             qPrintable(QString::number(meter.longestSeconds())));
+    QVERIFY2(meter.longestSeconds() < stallMs / 1000.0 + 0.09,
+             qPrintable(QString::number(meter.longestSeconds())));
 }
 
 QTEST_GUILESS_MAIN(tst_BenchReport)
