@@ -5,6 +5,7 @@
 #include "CodecHistory.h"
 #include "LineGraph.h"
 #include "LineGraphLegendItem.h"
+#include "LineGraphTabWidget.h"
 #include "LineValues.h"
 #include "LineValuesGroup.h"
 #include "StatsHistory.h"
@@ -12,7 +13,6 @@
 #include <QBoxLayout>
 #include <QLabel>
 #include <QSpinBox>
-#include <QTabWidget>
 
 #include <climits>
 
@@ -52,7 +52,7 @@ LineGraphControl::LineGraphControl(LineGraph* lineGraph, CPUHistory* cpuHistory,
     createChannelTab();
     createCodecTab();
     createMemoryTab();
-    tabs = new QTabWidget();
+    tabs = new LineGraphTabWidget();
     mainLayout = new QVBoxLayout();
 
     // Connected before the spin boxes get their start values, so that those

@@ -3,6 +3,8 @@
 #include "FakeTarget.h"
 #include "FormProbe.h"
 #include "LineGraph.h"
+#include "LineGraphControl.h"
+#include "LineGraphLegendItem.h"
 #include "LineValuesGroup.h"
 #include "MainForm.h"
 #include "ProfilerForm.h"
@@ -16,11 +18,44 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
+#include <QTabBar>
+#include <QTabWidget>
 #include <QTimer>
 #include <QtTest>
 
 namespace {
+
+// One change of the line graph's panel, as "ROW current minimum maximum limit"
+// for the legend row of that name, "tab N" to bring tab N on top, or "title N
+// TEXT" to name tab N anew (which changes the tab bar's size).
+void applyStep(ProfilerForm* form, const QString& step)
+{
+    const QStringList words = step.split(QLatin1Char(' '));
+    QTabWidget* tabs = form->findChild<LineGraphControl*>()->tabWidget();
+    if (words.first() == QLatin1String("tab")) {
+        tabs->setCurrentIndex(words.at(1).toInt());
+        return;
+    }
+    if (words.first() == QLatin1String("title")) {
+        tabs->tabBar()->setTabText(words.at(1).toInt(), words.at(2));
+        return;
+    }
+    for (LineGraphLegendItem* row : form->findChildren<LineGraphLegendItem*>()) {
+        if (row->name() == words.first())
+            row->setValues(words.at(1).toFloat(), words.at(2).toFloat(), words.at(3).toFloat(),
+                           words.at(4).toFloat());
+    }
+}
+
+// The pixels that the window shows on its screen: what was painted over time,
+// not a fresh rendering of its widgets.
+QImage shownPixels(ProfilerForm* form)
+{
+    QTest::qWait(30);
+    return form->screen()->grabWindow(form->winId()).toImage();
+}
 
 const QString socketError = QStringLiteral("A socket error has occurred... Disconnected.");
 const QString targetClosed = QStringLiteral("Target closed... Attempting reconnection.");
@@ -57,6 +92,8 @@ private Q_SLOTS:
     void plates_data();
     void plates();
     void icon();
+    void legendChangesShowAsInAFreshWindow_data();
+    void legendChangesShowAsInAFreshWindow();
 
 private:
     QString look() const { return form->look(); }
@@ -361,6 +398,52 @@ void tst_ProfilerForm::icon()
     QCOMPARE(sizes.size(), 5);
     for (int size : {16, 32, 48, 64, 128})
         QVERIFY(sizes.contains(QSize(size, size)));
+}
+
+// The legend rows change their texts several times a second; whatever the
+// window spares itself in layout and repaint, the screen must show what a
+// window built fresh with the same numbers shows, after every change.
+void tst_ProfilerForm::legendChangesShowAsInAFreshWindow_data()
+{
+    QTest::addColumn<QStringList>("steps");
+
+    QTest::newRow("hidden row narrows and widens below the widest")
+        << QStringList{"MPEG 10 4 11 32", "MPEG 8 4 11 32", "MPEG 10 4 11 32", "MPEG 8 4 11 32"};
+    QTest::newRow("shown row widens past all and back")
+        << QStringList{"Geometry 1.5 0.5 2 100", "Geometry 123456.5 0.5 123456.5 100000",
+                       "Geometry 1.5 0.5 2 100", "DSP 10.25 0 99.5 100", "DSP 20.75 0 99.5 100"};
+    QTest::newRow("hidden row widens past all and back") << QStringList{
+        "Current 12.5 1 13 64", "Current 1234567.5 1 1234567.5 9999999", "Current 12.5 1 13 64"};
+    QTest::newRow("changes on a tab brought on top") << QStringList{
+        "tab 2", "ADPCM 3 1 9 16", "ADPCM 12 1 12 16", "tab 0", "ADPCM 3 1 12 16", "tab 2"};
+    QTest::newRow("tab bar narrows") << QStringList{"title 1 Chan", "DSP 3.5 0 9 100"};
+}
+
+void tst_ProfilerForm::legendChangesShowAsInAFreshWindow()
+{
+    QFETCH(QStringList, steps);
+    const QSize size(800, 600);
+    QList<QImage> shown;
+    {
+        CountingForm form;
+        form.resize(size);
+        form.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&form));
+        for (const QString& step : steps) {
+            applyStep(&form, step);
+            shown.append(shownPixels(&form));
+        }
+    }
+    for (int i = 0; i < steps.size(); ++i) {
+        CountingForm fresh;
+        for (int j = 0; j <= i; ++j)
+            applyStep(&fresh, steps.at(j));
+        fresh.resize(size);
+        fresh.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&fresh));
+        const QImage expected = shownPixels(&fresh);
+        QVERIFY2(shown.at(i) == expected, qPrintable(steps.at(i)));
+    }
 }
 
 QTEST_MAIN(tst_ProfilerForm)
