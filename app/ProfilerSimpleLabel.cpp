@@ -3,6 +3,12 @@
 #include <QFontMetrics>
 #include <QPainter>
 
+namespace {
+// Enough for the texts that a row shows over a while; when full, the sizes
+// are measured afresh.
+const int maxMeasuredSizes = 64;
+} // namespace
+
 ProfilerSimpleLabel::ProfilerSimpleLabel(QWidget* parent, Qt::WindowFlags flags)
     : QFrame(parent, flags), textColor(palette().text().color()),
       textAlignment(Qt::AlignHCenter | Qt::AlignVCenter), textElideMode(Qt::ElideNone)
@@ -21,10 +27,28 @@ void ProfilerSimpleLabel::setText(const QString& text)
         return;
     }
     labelText = text;
-    const QSize textSize = QFontMetrics(font()).size(0, labelText);
+    const QSize textSize = measuredSize(labelText);
     setMinimumSize(textSize);
     setMaximumSize(textSize);
     update();
+}
+
+QSize ProfilerSimpleLabel::measuredSize(const QString& text)
+{
+    if (font() != measuredFont) {
+        measuredFont = font();
+        measuredSizes.clear();
+    }
+    const auto known = measuredSizes.constFind(text);
+    if (known != measuredSizes.cend()) {
+        return *known;
+    }
+    if (measuredSizes.size() >= maxMeasuredSizes) {
+        measuredSizes.clear();
+    }
+    const QSize size = QFontMetrics(measuredFont).size(0, text);
+    measuredSizes.insert(text, size);
+    return size;
 }
 
 void ProfilerSimpleLabel::setColor(const QColor& color)

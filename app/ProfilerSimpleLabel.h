@@ -2,7 +2,10 @@
 #define PROFILERSIMPLELABEL_H
 
 #include <QColor>
+#include <QFont>
 #include <QFrame>
+#include <QHash>
+#include <QSize>
 #include <QString>
 
 // A painted one-line text whose widget size is pinned to the text, so that a
@@ -26,10 +29,18 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    QSize measuredSize(const QString& text);
+
     QString labelText;
     QColor textColor;
     int textAlignment;
     Qt::TextElideMode textElideMode;
+    // Sizes of texts shown before, in the font they were measured with. The
+    // numbers of a legend row come back again and again (a count that rises
+    // and falls, an average that settles), and measuring a text means shaping
+    // it anew.
+    QFont measuredFont;
+    QHash<QString, QSize> measuredSizes;
 };
 
 #endif // PROFILERSIMPLELABEL_H

@@ -350,6 +350,11 @@ void LineGraphControl::setSpinBoxMaximum(QSpinBox* spinBox, int maximum)
     // A negative limit from the target would drag the minimum down with it and
     // take "Auto" away from the box; the range never goes below 0.
     const int top = qMax(0, maximum);
+    // Most packets bring the range the box already has; setting it again
+    // would still ask the whole panel for a new layout.
+    if (spinBox->maximum() == top) {
+        return;
+    }
     // A wrapping QSpinBox sends a value above a lowered maximum to its minimum,
     // which would switch a manual scale to "Auto". The value is brought down to
     // the new top first, so that its valueChanged makes the manual scale follow

@@ -9,6 +9,7 @@
 #include "MainForm.h"
 #include "ProfilerForm.h"
 #include "ProfilerNetwork.h"
+#include "ProfilerSimpleLabel.h"
 #include "TestNetwork.h"
 
 #include <QApplication>
@@ -92,6 +93,8 @@ private Q_SLOTS:
     void plates_data();
     void plates();
     void icon();
+    void labelSizeFollowsTextAndFont_data();
+    void labelSizeFollowsTextAndFont();
     void legendChangesShowAsInAFreshWindow_data();
     void legendChangesShowAsInAFreshWindow();
 
@@ -398,6 +401,38 @@ void tst_ProfilerForm::icon()
     QCOMPARE(sizes.size(), 5);
     for (int size : {16, 32, 48, 64, 128})
         QVERIFY(sizes.contains(QSize(size, size)));
+}
+
+// The label keeps the sizes of texts it showed before; a text that comes
+// back, in whatever font the label has by then, must get its true size.
+void tst_ProfilerForm::labelSizeFollowsTextAndFont_data()
+{
+    QTest::addColumn<QStringList>("steps"); // a text, or "pt N" for a font of N points
+
+    QTest::newRow("texts that come back")
+        << QStringList{"8 [4 - 11] / 32", "10 [4 - 11] / 32", "8 [4 - 11] / 32", ""};
+    QTest::newRow("a text back in another font")
+        << QStringList{"1.25 [0.50 - 9.75] / 100.00%", "pt 20", "0.00", "pt 9",
+                       "1.25 [0.50 - 9.75] / 100.00%", "pt 20", "0.00"};
+}
+
+void tst_ProfilerForm::labelSizeFollowsTextAndFont()
+{
+    QFETCH(QStringList, steps);
+    ProfilerSimpleLabel label;
+    QFont font = label.font();
+    for (const QString& step : steps) {
+        if (step.startsWith(QLatin1String("pt "))) {
+            font.setPointSize(step.mid(3).toInt());
+            label.setFont(font);
+            label.setText(QStringLiteral("a text in between"));
+            continue;
+        }
+        label.setText(step);
+        const QSize expected = QFontMetrics(label.font()).size(0, step);
+        QCOMPARE(label.minimumSize(), expected);
+        QCOMPARE(label.maximumSize(), expected);
+    }
 }
 
 // The legend rows change their texts several times a second; whatever the
