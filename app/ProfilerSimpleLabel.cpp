@@ -2,6 +2,9 @@
 
 #include <QFontMetrics>
 #include <QPainter>
+#include <QTextLine>
+
+#include <algorithm>
 
 namespace {
 // Enough for the texts that a row shows over a while; when full, the sizes
@@ -11,7 +14,8 @@ const int maxMeasuredSizes = 64;
 
 ProfilerSimpleLabel::ProfilerSimpleLabel(QWidget* parent, Qt::WindowFlags flags)
     : QFrame(parent, flags), textColor(palette().text().color()),
-      textAlignment(Qt::AlignHCenter | Qt::AlignVCenter), textElideMode(Qt::ElideNone)
+      textAlignment(Qt::AlignHCenter | Qt::AlignVCenter), textElideMode(Qt::ElideNone),
+      shapedDirection(Qt::LeftToRight)
 {
     setFrameShape(QFrame::NoFrame);
     setFrameShadow(QFrame::Plain);
@@ -64,7 +68,58 @@ void ProfilerSimpleLabel::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
     painter.setPen(textColor);
-    painter.drawText(rect(), textAlignment, labelText);
+    if (canDrawShaped()) {
+        drawShaped(&painter);
+    } else {
+        painter.drawText(rect(), textAlignment, labelText);
+    }
     painter.end();
     QFrame::paintEvent(event);
+}
+
+// Texts that the painter would break into lines, or change before laying
+// them out, go the painter's own way.
+bool ProfilerSimpleLabel::canDrawShaped() const
+{
+    return std::none_of(labelText.cbegin(), labelText.cend(), [](QChar c) {
+        return c.unicode() < 0x20 || c == QChar::LineSeparator || c == QChar::ParagraphSeparator;
+    });
+}
+
+// One line, laid out as the painter lays out a text that it draws into a
+// rectangle without wrapping.
+void ProfilerSimpleLabel::shapeText()
+{
+    QTextOption option;
+    option.setTextDirection(layoutDirection());
+    option.setAlignment(Qt::AlignLeft);
+    shapedFont = font();
+    shapedDirection = layoutDirection();
+    shapedText.setFont(QFont(shapedFont, this));
+    shapedText.setText(labelText);
+    shapedText.setTextOption(option);
+    shapedText.setCacheEnabled(true);
+    shapedText.beginLayout();
+    QTextLine line = shapedText.createLine();
+    line.setLineWidth(0x01000000);
+    line.setPosition(QPointF(0.0, 0.0));
+    shapedText.endLayout();
+}
+
+// Centred in the widget both ways, from the same figures as the painter's
+// drawText; the widget clips what its text overhangs.
+void ProfilerSimpleLabel::drawShaped(QPainter* painter)
+{
+    if (labelText.isEmpty()) {
+        return;
+    }
+    if (shapedText.text() != labelText || shapedFont != font() ||
+        shapedDirection != layoutDirection()) {
+        shapeText();
+    }
+    const QTextLine line = shapedText.lineAt(0);
+    const QRectF area(rect());
+    const qreal xOffset = (area.width() - line.horizontalAdvance()) / 2;
+    const qreal yOffset = (area.height() - line.ascent() - line.descent()) / 2;
+    line.draw(painter, QPointF(area.x() + xOffset, area.y() + yOffset));
 }

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QSize>
 #include <QString>
+#include <QTextLayout>
 
 // A painted one-line text whose widget size is pinned to the text, so that a
 // layout can neither stretch nor squeeze it. It formats nothing: callers hand
@@ -30,6 +31,9 @@ protected:
 
 private:
     QSize measuredSize(const QString& text);
+    bool canDrawShaped() const;
+    void shapeText();
+    void drawShaped(QPainter* painter);
 
     QString labelText;
     QColor textColor;
@@ -41,6 +45,12 @@ private:
     // it anew.
     QFont measuredFont;
     QHash<QString, QSize> measuredSizes;
+    // The text as last shaped for painting: a label is painted far more often
+    // than its text changes (the plot's labels with every repaint of the
+    // plot), and shaping is most of what drawing a text costs.
+    QTextLayout shapedText;
+    QFont shapedFont;
+    Qt::LayoutDirection shapedDirection;
 };
 
 #endif // PROFILERSIMPLELABEL_H

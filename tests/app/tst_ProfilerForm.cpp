@@ -18,6 +18,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
@@ -95,6 +96,8 @@ private Q_SLOTS:
     void icon();
     void labelSizeFollowsTextAndFont_data();
     void labelSizeFollowsTextAndFont();
+    void labelPaintsAsThePainterDraws_data();
+    void labelPaintsAsThePainterDraws();
     void legendChangesShowAsInAFreshWindow_data();
     void legendChangesShowAsInAFreshWindow();
 
@@ -432,6 +435,58 @@ void tst_ProfilerForm::labelSizeFollowsTextAndFont()
         const QSize expected = QFontMetrics(label.font()).size(0, step);
         QCOMPARE(label.minimumSize(), expected);
         QCOMPARE(label.maximumSize(), expected);
+    }
+}
+
+// The label draws its text from a layout that it keeps between repaints; the
+// pixels must be those of the painter's own drawText into the widget.
+void tst_ProfilerForm::labelPaintsAsThePainterDraws_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QSize>("grow"); // how much larger than its text the widget is
+    QTest::addColumn<bool>("rightToLeft");
+
+    const QString legend = QStringLiteral("12.35 [10.00 - 15.00] / 100.00%");
+    QTest::newRow("legend numbers") << legend << QSize() << false;
+    QTest::newRow("plot scale") << QStringLiteral("100.00% / 32 channel(s) / 8.000 MB") << QSize()
+                                << false;
+    QTest::newRow("blanks around") << QStringLiteral("  3 [1 - 4] / 8  ") << QSize() << false;
+    QTest::newRow("marks and symbols")
+        << QStringLiteral("e\u0301 \u00b5s \u2713 \u00e6") << QSize() << false;
+    QTest::newRow("right to left")
+        << QStringLiteral("ms \u05de\u05e1\u05e4\u05e8 12 / 3") << QSize() << true;
+    QTest::newRow("larger widget, odd sizes") << legend << QSize(7, 5) << false;
+    QTest::newRow("smaller widget, clipped") << legend << QSize(-9, -3) << false;
+    QTest::newRow("line break") << QStringLiteral("12\n345") << QSize() << false;
+    QTest::newRow("tab") << QStringLiteral("1\t2") << QSize() << false;
+}
+
+void tst_ProfilerForm::labelPaintsAsThePainterDraws()
+{
+    QFETCH(QString, text);
+    QFETCH(QSize, grow);
+    QFETCH(bool, rightToLeft);
+    ProfilerSimpleLabel label;
+    label.setColor(QColor(20, 40, 200));
+    if (rightToLeft)
+        label.setLayoutDirection(Qt::RightToLeft);
+    // A text shown before must not linger in the one that follows.
+    for (const QString& shown : {QStringLiteral("0.00"), text}) {
+        label.setText(shown);
+        label.setMinimumSize(0, 0);
+        label.setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+        label.resize(label.sizeHint().expandedTo(QFontMetrics(label.font()).size(0, shown)) + grow);
+        QImage painted(label.size(), QImage::Format_ARGB32_Premultiplied);
+        painted.fill(QColor(49, 56, 64));
+        QImage expected = painted;
+        label.render(&painted, QPoint(), QRegion(), QWidget::RenderFlags());
+        QPainter painter(&expected);
+        painter.setFont(label.font());
+        painter.setPen(label.color());
+        painter.setLayoutDirection(label.layoutDirection());
+        painter.drawText(label.rect(), label.alignment(), shown);
+        painter.end();
+        QVERIFY2(painted == expected, qPrintable(shown));
     }
 }
 
