@@ -94,8 +94,6 @@ private Q_SLOTS:
     void plates_data();
     void plates();
     void icon();
-    void labelSizeFollowsTextAndFont_data();
-    void labelSizeFollowsTextAndFont();
     void labelPaintsAsThePainterDraws_data();
     void labelPaintsAsThePainterDraws();
     void legendChangesShowAsInAFreshWindow_data();
@@ -406,59 +404,30 @@ void tst_ProfilerForm::icon()
         QVERIFY(sizes.contains(QSize(size, size)));
 }
 
-// The label keeps the sizes of texts it showed before; a text that comes
-// back, in whatever font the label has by then, must get its true size.
-void tst_ProfilerForm::labelSizeFollowsTextAndFont_data()
-{
-    QTest::addColumn<QStringList>("steps"); // a text, or "pt N" for a font of N points
-
-    QTest::newRow("texts that come back")
-        << QStringList{"8 [4 - 11] / 32", "10 [4 - 11] / 32", "8 [4 - 11] / 32", ""};
-    QTest::newRow("a text back in another font")
-        << QStringList{"1.25 [0.50 - 9.75] / 100.00%", "pt 20", "0.00", "pt 9",
-                       "1.25 [0.50 - 9.75] / 100.00%", "pt 20", "0.00"};
-}
-
-void tst_ProfilerForm::labelSizeFollowsTextAndFont()
-{
-    QFETCH(QStringList, steps);
-    ProfilerSimpleLabel label;
-    QFont font = label.font();
-    for (const QString& step : steps) {
-        if (step.startsWith(QLatin1String("pt "))) {
-            font.setPointSize(step.mid(3).toInt());
-            label.setFont(font);
-            label.setText(QStringLiteral("a text in between"));
-            continue;
-        }
-        label.setText(step);
-        const QSize expected = QFontMetrics(label.font()).size(0, step);
-        QCOMPARE(label.minimumSize(), expected);
-        QCOMPARE(label.maximumSize(), expected);
-    }
-}
-
-// The label draws its text from a layout that it keeps between repaints; the
-// pixels must be those of the painter's own drawText into the widget.
+// The label keeps the sizes of the texts it showed and the layout of the one
+// it shows; its size must still be the one that the font's metrics give, and
+// its pixels those of the painter's own drawText into the widget.
 void tst_ProfilerForm::labelPaintsAsThePainterDraws_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QSize>("grow"); // how much larger than its text the widget is
     QTest::addColumn<bool>("rightToLeft");
+    QTest::addColumn<int>("points"); // a font size for the text's second showing, or 0
 
     const QString legend = QStringLiteral("12.35 [10.00 - 15.00] / 100.00%");
-    QTest::newRow("legend numbers") << legend << QSize() << false;
+    QTest::newRow("legend numbers") << legend << QSize() << false << 0;
     QTest::newRow("plot scale") << QStringLiteral("100.00% / 32 channel(s) / 8.000 MB") << QSize()
-                                << false;
-    QTest::newRow("blanks around") << QStringLiteral("  3 [1 - 4] / 8  ") << QSize() << false;
+                                << false << 0;
+    QTest::newRow("blanks around") << QStringLiteral("  3 [1 - 4] / 8  ") << QSize() << false << 0;
     QTest::newRow("marks and symbols")
-        << QStringLiteral("e\u0301 \u00b5s \u2713 \u00e6") << QSize() << false;
+        << QStringLiteral("e\u0301 \u00b5s \u2713 \u00e6") << QSize() << false << 0;
     QTest::newRow("right to left")
-        << QStringLiteral("ms \u05de\u05e1\u05e4\u05e8 12 / 3") << QSize() << true;
-    QTest::newRow("larger widget, odd sizes") << legend << QSize(7, 5) << false;
-    QTest::newRow("smaller widget, clipped") << legend << QSize(-9, -3) << false;
-    QTest::newRow("line break") << QStringLiteral("12\n345") << QSize() << false;
-    QTest::newRow("tab") << QStringLiteral("1\t2") << QSize() << false;
+        << QStringLiteral("ms \u05de\u05e1\u05e4\u05e8 12 / 3") << QSize() << true << 0;
+    QTest::newRow("larger widget, odd sizes") << legend << QSize(7, 5) << false << 0;
+    QTest::newRow("smaller widget, clipped") << legend << QSize(-9, -3) << false << 0;
+    QTest::newRow("line break") << QStringLiteral("12\n345") << QSize() << false << 0;
+    QTest::newRow("tab") << QStringLiteral("1\t2") << QSize() << false << 0;
+    QTest::newRow("a text back in another font") << legend << QSize() << false << 20;
 }
 
 void tst_ProfilerForm::labelPaintsAsThePainterDraws()
@@ -466,16 +435,33 @@ void tst_ProfilerForm::labelPaintsAsThePainterDraws()
     QFETCH(QString, text);
     QFETCH(QSize, grow);
     QFETCH(bool, rightToLeft);
+    QFETCH(int, points);
     ProfilerSimpleLabel label;
     label.setColor(QColor(20, 40, 200));
     if (rightToLeft)
         label.setLayoutDirection(Qt::RightToLeft);
-    // A text shown before must not linger in the one that follows.
-    for (const QString& shown : {QStringLiteral("0.00"), text}) {
+    // Neither a text shown before nor its size may linger in what follows.
+    // The last two steps keep the text: one changes the font, one turns a
+    // right-to-left label around.
+    const QStringList sequence{text, QStringLiteral("0.00"), text, text, text};
+    for (int i = 0; i < sequence.size(); ++i) {
+        const QString& shown = sequence.at(i);
+        if ((i == 2 && points > 0) || i == 3) {
+            QFont font = label.font();
+            font.setPointSize(i == 3 ? font.pointSize() + 3 : points);
+            label.setFont(font);
+        }
+        if (i == 4)
+            label.setLayoutDirection(Qt::LeftToRight);
         label.setText(shown);
+        const QSize pinned = QFontMetrics(label.font()).size(0, shown);
+        if (i < 3) {
+            QCOMPARE(label.minimumSize(), pinned);
+            QCOMPARE(label.maximumSize(), pinned);
+        }
         label.setMinimumSize(0, 0);
         label.setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
-        label.resize(label.sizeHint().expandedTo(QFontMetrics(label.font()).size(0, shown)) + grow);
+        label.resize(pinned + grow);
         QImage painted(label.size(), QImage::Format_ARGB32_Premultiplied);
         painted.fill(QColor(49, 56, 64));
         QImage expected = painted;
