@@ -322,22 +322,21 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         refreshValues(frame, version);
     } else {
         const char* cursor = frame.constData() + first;
-        QHash<quint64, DSPNode*> decoded;
-        QList<DSPNode*> created;
+        DSPNodeTable decoded;
         ReadOrder order;
         DSPNode decodedHead;
         if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
-                      created, order))
+                      order))
             return false;
         deleteNodes();
         nodes.swap(decoded);
-        creationOrder.swap(created);
         readOrder = std::move(order);
         head = std::move(decodedHead);
         networkVersion = version;
         shapeGeneration = nextShapeGeneration();
-        // On the same shape the depths are the same too.
+        // On the same shape the depths and keys are the same too.
         computeDepth();
+        computeKeyPlaces();
     }
     acceptedFrame = frame;
     readHeader(frame, version);
@@ -388,15 +387,15 @@ void DSPTree::refreshValues(const QByteArray& frame, int version)
     for (size_t i = 0; i < readOrder.isNew.size(); ++i) {
         if (!readOrder.isNew[i])
             continue;
-        DSPNode* node = creationOrder.at(made++);
+        DSPNode* node = nodes.at(made++);
         readValues(records + qsizetype(i) * size, version, node);
         node->inclusiveTime = node->exclusiveTime;
     }
     head.inclusiveTime = 0;
-    for (qsizetype i = creationOrder.size(); i-- > 0;) {
+    for (qsizetype i = nodes.size(); i-- > 0;) {
         const int parent = readOrder.parent[size_t(i)];
-        DSPNode* to = parent < 0 ? &head : creationOrder.at(parent);
-        to->inclusiveTime += creationOrder.at(i)->inclusiveTime;
+        DSPNode* to = parent < 0 ? &head : nodes.at(parent);
+        to->inclusiveTime += nodes.at(i)->inclusiveTime;
     }
 }
 
@@ -444,7 +443,7 @@ bool DSPTree::acceptGroupFrame(const QByteArray& frame)
 // entries than the frame holds records. False when the frame ends before the
 // records that the counts announce.
 bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                       QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created, ReadOrder& order)
+                       DSPNodeTable& table, ReadOrder& order)
 {
     struct Pending
     {
@@ -454,8 +453,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     };
     const qint64 size = recordSize(version);
     const qint64 capacity = std::min<qint64>((end - cursor) / size, 1 << 24);
-    table.reserve(capacity);
-    created.reserve(capacity);
+    table.reset(capacity);
     order.isNew.reserve(size_t(capacity));
     order.parent.reserve(size_t(capacity));
     std::vector<Pending> pending{{parent, -1, 1}};
@@ -477,19 +475,20 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         record.inclusiveTime = record.exclusiveTime;
         // The entry is made before the inputs are read, so a record inside the
         // unit's own inputs that repeats its id finds it and closes a loop.
-        DSPNode*& entry = table[record.id];
+        DSPNode* entry = table.value(record.id);
         const bool repeated = entry != nullptr;
         order.isNew.push_back(!repeated);
         if (!repeated) {
+            const quint64 id = record.id;
             entry = order.store(std::move(record), (end - cursor) / size + 1);
             entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
-            created.append(entry);
+            table.add(id, entry);
             order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
         if (!repeated)
             pending.push_back(
-                {entry, int(created.size() - 1), std::max<qint64>(links.inputCount, 0)});
+                {entry, int(table.size() - 1), std::max<qint64>(links.inputCount, 0)});
     }
     return true;
 }
@@ -537,7 +536,7 @@ void DSPTree::computeCPU()
             return;
         const quint32 rootTime = head.inputs.first().node->inclusiveTime;
         const float scale = rootTime == 0 ? 0.0f : 1.0f / static_cast<float>(rootTime);
-        for (DSPNode* node : std::as_const(creationOrder)) {
+        for (DSPNode* node : std::as_const(nodes)) {
             node->inclusiveCPU = static_cast<float>(node->inclusiveTime) * totalCPU * scale;
             node->exclusiveCPU = static_cast<float>(node->exclusiveTime) * totalCPU * scale;
         }
@@ -547,7 +546,7 @@ void DSPTree::computeCPU()
         return;
     const float budget =
         static_cast<float>(blockLength) * 1000.0f * 1000.0f / static_cast<float>(sampleRate);
-    for (DSPNode* node : std::as_const(creationOrder)) {
+    for (DSPNode* node : std::as_const(nodes)) {
         node->inclusiveCPU = static_cast<float>(node->inclusiveTime) / budget;
         node->exclusiveCPU = static_cast<float>(node->exclusiveTime) / budget;
     }
@@ -567,22 +566,22 @@ void DSPTree::computeCPU()
 void DSPTree::computeDepth()
 {
     qint64 connections = head.inputs.size();
-    for (const DSPNode* node : std::as_const(creationOrder))
+    for (const DSPNode* node : std::as_const(nodes))
         connections += node->inputs.size();
-    const qint64 budget = 16 * (creationOrder.size() + connections);
+    const qint64 budget = 16 * (nodes.size() + connections);
     if (!rewalkDepths(budget))
         fallbackDepths();
 }
 
 // The re-walk from head, step by step on an explicit stack. While it runs,
-// each unit's depth field holds the unit's place in creationOrder (head's is
+// each unit's depth field holds the unit's place in nodes (head's is
 // the last), which indexes the walk's own tables. False, with the depths left
 // unfinished, once more than budget connections have been looked at.
 bool DSPTree::rewalkDepths(qint64 budget)
 {
-    const qsizetype count = creationOrder.size();
+    const qsizetype count = nodes.size();
     for (qsizetype i = 0; i < count; ++i)
-        creationOrder.at(i)->depth = static_cast<int>(i);
+        nodes.at(i)->depth = static_cast<int>(i);
     head.depth = static_cast<int>(count);
     std::vector<int> depth(static_cast<size_t>(count) + 1, -1);
     std::vector<bool> onPath(static_cast<size_t>(count) + 1, false);
@@ -612,9 +611,29 @@ bool DSPTree::rewalkDepths(qint64 budget)
         path.push_back({input, 0});
     }
     for (qsizetype i = 0; i < count; ++i)
-        creationOrder.at(i)->depth = depth[i];
+        nodes.at(i)->depth = depth[i];
     head.depth = -1;
     return true;
+}
+
+// Ids are unique among the units, so where all of them agree in their high 32
+// bits, no two share their low 32 bits either and each unit is its own key's
+// first. Otherwise the first unit of each key is looked up.
+void DSPTree::computeKeyPlaces()
+{
+    const qsizetype count = nodes.size();
+    bool sameHighBits = true;
+    for (qsizetype i = 0; i < count && sameHighBits; ++i)
+        sameHighBits = (nodes.at(i)->id >> 32) == (nodes.at(0)->id >> 32);
+    IdTable<int> firstByKey;
+    if (!sameHighBits)
+        firstByKey.reset(count);
+    for (qsizetype i = 0; i < count; ++i) {
+        bool added = false;
+        DSPNode* node = nodes.at(i);
+        node->keyPlace =
+            sameHighBits ? int(i) : firstByKey.insert(quint32(node->id), int(i), &added);
+    }
 }
 
 // Two linear passes:
@@ -632,7 +651,7 @@ void DSPTree::fallbackDepths()
     // finishing number (0 or more).
     const int unseen = -1;
     const int onPath = -2;
-    for (DSPNode* node : std::as_const(creationOrder))
+    for (DSPNode* node : std::as_const(nodes))
         node->depth = unseen;
     struct Step
     {
@@ -671,9 +690,8 @@ void DSPTree::fallbackDepths()
 
 void DSPTree::deleteNodes()
 {
-    creationOrder.clear();
     readOrder = ReadOrder();
-    nodes.clear();
+    nodes.reset(0);
     head = DSPNode();
 }
 
