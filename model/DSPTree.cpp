@@ -212,6 +212,12 @@ void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
     node->name = readName(r + 62, 32);
 }
 
+// The id of the record at r, as readRecord reads it.
+quint64 readId(const char* r, int version)
+{
+    return version <= 1 ? static_cast<quint64>(static_cast<qint64>(readI32(r))) : readU64(r);
+}
+
 // Reads the record at r, which the caller has checked to lie whole in the frame.
 void readRecord(const char* r, int version, DSPNode* node, RecordLinks* links)
 {
@@ -448,7 +454,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     struct Pending
     {
         DSPNode* node;
-        int index; // in created; -1 for parent
+        int index; // in nodes; -1 for parent
         qint64 remaining;
     };
     const qint64 size = recordSize(version);
@@ -468,21 +474,25 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         if (end - cursor < size)
             return false;
         --pending.back().remaining;
-        DSPNode record;
-        RecordLinks links;
-        readRecord(cursor, version, &record, &links);
-        cursor += size;
-        record.inclusiveTime = record.exclusiveTime;
         // The entry is made before the inputs are read, so a record inside the
-        // unit's own inputs that repeats its id finds it and closes a loop.
-        DSPNode* entry = table.value(record.id);
+        // unit's own inputs that repeats its id finds it and closes a loop. A
+        // new unit is read straight into its place in the store.
+        DSPNode* entry = table.value(readId(cursor, version));
         const bool repeated = entry != nullptr;
+        RecordLinks links;
+        if (repeated) {
+            DSPNode again;
+            readRecord(cursor, version, &again, &links);
+        } else {
+            entry = order.allocate((end - cursor) / size);
+            readRecord(cursor, version, entry, &links);
+            entry->inclusiveTime = entry->exclusiveTime;
+        }
+        cursor += size;
         order.isNew.push_back(!repeated);
         if (!repeated) {
-            const quint64 id = record.id;
-            entry = order.store(std::move(record), (end - cursor) / size + 1);
             entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
-            table.add(id, entry);
+            table.add(entry->id, entry);
             order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
@@ -496,7 +506,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
 // Units live in blocks of up to blockSize rather than one allocation each:
 // a large network is read and freed several times faster, and walked in the
 // order it lies in memory.
-DSPNode* DSPTree::ReadOrder::store(DSPNode&& node, qint64 capacity)
+DSPNode* DSPTree::ReadOrder::allocate(qint64 capacity)
 {
     const qint64 blockSize = 4096;
     if (blocks.empty() || usedInLast == blocks.back().size) {
@@ -504,9 +514,7 @@ DSPNode* DSPTree::ReadOrder::store(DSPNode&& node, qint64 capacity)
         blocks.push_back({std::make_unique<DSPNode[]>(size_t(size)), size});
         usedInLast = 0;
     }
-    DSPNode* slot = &blocks.back().nodes[size_t(usedInLast++)];
-    *slot = std::move(node);
-    return slot;
+    return &blocks.back().nodes[size_t(usedInLast++)];
 }
 
 qint8 DSPTree::levelToDecibels(quint32 rawLevel)

@@ -123,9 +123,9 @@ private:
             qint64 size;
         };
 
-        // Moves node into the store; capacity is the most units the
-        // snapshot can still make.
-        DSPNode* store(DSPNode&& node, qint64 capacity);
+        // A new unit in the store; capacity is the most units the snapshot
+        // can still make, this one included.
+        DSPNode* allocate(qint64 capacity);
 
         std::vector<bool> isNew;
         std::vector<int> parent;
