@@ -326,6 +326,10 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         return false;
     if (sameShape(frame, version)) {
         refreshValues(frame, version);
+        // Freeing a large network takes milliseconds: the units of a replaced
+        // shape are freed in a pass that only refreshed values, not in the one
+        // that decoded their replacement.
+        retiredOrder = ReadOrder();
     } else {
         const char* cursor = frame.constData() + first;
         DSPNodeTable decoded;
@@ -334,6 +338,7 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
                       order))
             return false;
+        retiredOrder = std::move(readOrder);
         deleteNodes();
         nodes.swap(decoded);
         readOrder = std::move(order);

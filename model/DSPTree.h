@@ -151,6 +151,8 @@ private:
     void sendText(quint8 kind, quint8 version, const QString& text);
 
     ReadOrder readOrder;
+    // The units of the shape before, not referred to any more.
+    ReadOrder retiredOrder;
     QByteArray acceptedFrame;
     QByteArray acceptedGroupFrame;
 };
