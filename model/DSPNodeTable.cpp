@@ -22,9 +22,9 @@ QList<DSPNode*> DSPNodeTable::values() const
     return QList<DSPNode*>(ordered.cbegin(), ordered.cend());
 }
 
-void DSPNodeTable::reset(qsizetype expected)
+void DSPNodeTable::reset(qsizetype expected, int alignment)
 {
-    byId.reset(expected);
+    byId.reset(expected, alignment);
     ordered.clear();
     ordered.reserve(size_t(expected));
 }

@@ -35,8 +35,9 @@ public:
     const_iterator cbegin() const { return ordered.cbegin(); }
     const_iterator cend() const { return ordered.cend(); }
 
-    // Empties the table and makes room for `expected` units.
-    void reset(qsizetype expected);
+    // Empties the table and makes room for `expected` units whose ids agree
+    // in their `alignment` low bits.
+    void reset(qsizetype expected, int alignment = 0);
     // Adds a unit whose id is not in the table yet.
     void add(quint64 id, DSPNode* node);
     void swap(DSPNodeTable& other);

@@ -2,6 +2,7 @@
 
 #include "ProfilerNetwork.h"
 
+#include <QtAlgorithms>
 #include <QtEndian>
 
 #include <algorithm>
@@ -216,6 +217,17 @@ void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
 quint64 readId(const char* r, int version)
 {
     return version <= 1 ? static_cast<quint64>(static_cast<qint64>(readI32(r))) : readU64(r);
+}
+
+// The number of low bits in which the ids of all whole records from
+// `records` on agree: ids that look like addresses share their alignment.
+int idAlignment(const char* records, qint64 count, qint64 size, int version)
+{
+    quint64 differing = 0;
+    const quint64 first = count > 0 ? readId(records, version) : 0;
+    for (qint64 i = 1; i < count; ++i)
+        differing |= readId(records + i * size, version) ^ first;
+    return differing == 0 ? 0 : qCountTrailingZeroBits(differing);
 }
 
 // Reads the record at r, which the caller has checked to lie whole in the frame.
@@ -464,7 +476,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     };
     const qint64 size = recordSize(version);
     const qint64 capacity = std::min<qint64>((end - cursor) / size, 1 << 24);
-    table.reset(capacity);
+    table.reset(capacity, idAlignment(cursor, capacity, size, version));
     order.isNew.reserve(size_t(capacity));
     order.parent.reserve(size_t(capacity));
     std::vector<Pending> pending{{parent, -1, 1}};
