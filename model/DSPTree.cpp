@@ -480,6 +480,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     order.isNew.reserve(size_t(capacity));
     order.parent.reserve(size_t(capacity));
     std::vector<Pending> pending{{parent, -1, 1}};
+    quint64 firstHighBits = 0;
     while (!pending.empty()) {
         if (pending.back().remaining == 0) {
             const DSPNode* done = pending.back().node;
@@ -504,6 +505,13 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
             entry = order.allocate((end - cursor) / size);
             readRecord(cursor, version, entry, &links);
             entry->inclusiveTime = entry->exclusiveTime;
+            // Its place in nodes, which the depth walk and the key of the
+            // view index by (computeDepth, computeKeyPlaces).
+            entry->depth = int(table.size());
+            entry->keyPlace = entry->depth;
+            if (table.isEmpty())
+                firstHighBits = entry->id >> 32;
+            order.highBitsShared &= (entry->id >> 32) == firstHighBits;
         }
         cursor += size;
         order.isNew.push_back(!repeated);
@@ -590,23 +598,20 @@ void DSPTree::computeCPU()
 // keep their stacks on the heap: the target chooses how deep the network goes.
 void DSPTree::computeDepth()
 {
-    qint64 connections = head.inputs.size();
-    for (const DSPNode* node : std::as_const(nodes))
-        connections += node->inputs.size();
+    // Every record read is one connection, to the unit it is an input of.
+    const qint64 connections = qint64(readOrder.isNew.size());
     const qint64 budget = 16 * (nodes.size() + connections);
     if (!rewalkDepths(budget))
         fallbackDepths();
 }
 
 // The re-walk from head, step by step on an explicit stack. While it runs,
-// each unit's depth field holds the unit's place in nodes (head's is
-// the last), which indexes the walk's own tables. False, with the depths left
+// each unit's depth field holds the unit's place in nodes, as the decoder
+// left it (head's is the last), which indexes the walk's own tables. False, with the depths left
 // unfinished, once more than budget connections have been looked at.
 bool DSPTree::rewalkDepths(qint64 budget)
 {
     const qsizetype count = nodes.size();
-    for (qsizetype i = 0; i < count; ++i)
-        nodes.at(i)->depth = static_cast<int>(i);
     head.depth = static_cast<int>(count);
     std::vector<int> depth(static_cast<size_t>(count) + 1, -1);
     std::vector<bool> onPath(static_cast<size_t>(count) + 1, false);
@@ -643,21 +648,19 @@ bool DSPTree::rewalkDepths(qint64 budget)
 
 // Ids are unique among the units, so where all of them agree in their high 32
 // bits, no two share their low 32 bits either and each unit is its own key's
-// first. Otherwise the first unit of each key is looked up.
+// first, as the decoder made it. Otherwise the first unit of each key is
+// looked up.
 void DSPTree::computeKeyPlaces()
 {
+    if (readOrder.highBitsShared)
+        return;
     const qsizetype count = nodes.size();
-    bool sameHighBits = true;
-    for (qsizetype i = 0; i < count && sameHighBits; ++i)
-        sameHighBits = (nodes.at(i)->id >> 32) == (nodes.at(0)->id >> 32);
     IdTable<int> firstByKey;
-    if (!sameHighBits)
-        firstByKey.reset(count);
+    firstByKey.reset(count);
     for (qsizetype i = 0; i < count; ++i) {
         bool added = false;
         DSPNode* node = nodes.at(i);
-        node->keyPlace =
-            sameHighBits ? int(i) : firstByKey.insert(quint32(node->id), int(i), &added);
+        node->keyPlace = firstByKey.insert(quint32(node->id), int(i), &added);
     }
 }
 

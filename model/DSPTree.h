@@ -131,6 +131,7 @@ private:
         std::vector<int> parent;
         std::vector<Block> blocks;
         qint64 usedInLast = 0;
+        bool highBitsShared = true; // all unit ids agree in their high 32 bits
     };
 
     bool decodeNetworkPacket();
