@@ -16,6 +16,10 @@ namespace {
 const float minScale = 0.2f;
 const float maxScale = 2.0f;
 const int repaintInterval = 10;
+// From this size on, a new shape costs a decoding and a layout of some tens
+// of milliseconds each; in one turn of the event loop together they would
+// keep a click waiting too long.
+const qsizetype deferredLayoutFrom = 10000;
 
 // A saved image is as large as the graph, and the graph is as large as the
 // target's network makes it. Beyond this many bytes the save is dropped
@@ -27,10 +31,14 @@ const qint64 maxImageBytes = qint64(1) << 30;
 DSPNetGraph::DSPNetGraph(DSPTree* tree, QWidget* parent, Qt::WindowFlags flags)
     : QWidget(parent, flags), tree(tree), netLayout(new DSPNetGraphLayout),
       netPainter(new DSPNetGraphPainter), repaintDecision(new DSPNetGraphRepaint),
-      repaintTimer(new QTimer(this)), contextNodeId(0), clickPending(false)
+      repaintTimer(new QTimer(this)), layoutTimer(new QTimer(this)), contextNodeId(0),
+      clickPending(false), deferredLayoutUnits(deferredLayoutFrom)
 {
     repaintTimer->setSingleShot(true);
     connect(repaintTimer, SIGNAL(timeout()), this, SLOT(update()));
+    layoutTimer->setSingleShot(true);
+    layoutTimer->setInterval(0);
+    connect(layoutTimer, SIGNAL(timeout()), this, SLOT(slotLayoutDue()));
     connect(tree, SIGNAL(dspNetTreeUpdated()), this, SLOT(slotProcessTree()));
 }
 
@@ -147,9 +155,32 @@ bool DSPNetGraph::selectedNodeRect(QRectF* rect) const
     return true;
 }
 
+// A large network that needs a whole new layout is laid out in the next turn
+// of the event loop, after the one that decoded it: the lists hold no pointer
+// into the tree, so until then the graph shows and answers for the previous
+// snapshot, whole, and a newer snapshot that arrives first is simply the one
+// laid out. A snapshot that keeps the shape updates the plates at once.
+void DSPNetGraph::slotProcessTree()
+{
+    const bool refresh =
+        netLayout->canRefresh(*tree, settings.selectedId, settings.selectedGroupId);
+    if (!refresh && tree->nodes.size() >= deferredLayoutUnits) {
+        if (!layoutTimer->isActive())
+            layoutTimer->start();
+        return;
+    }
+    layoutTimer->stop();
+    processTreeNow();
+}
+
+void DSPNetGraph::slotLayoutDue()
+{
+    processTreeNow();
+}
+
 // The layout follows the selected node: when a snapshot moves it the panel
 // scrolls after it, and when it is gone the selection ends.
-void DSPNetGraph::slotProcessTree()
+void DSPNetGraph::processTreeNow()
 {
     netLayout->processTree(*tree, settings.selectedId, settings.selectedGroupId);
     updateWidgetSize(false);

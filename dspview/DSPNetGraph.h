@@ -68,6 +68,9 @@ public:
     // on arriving meanwhile. Tests override it to pick an entry without a
     // nested event loop.
     virtual void execContextMenu(QMenu* menu, const QPoint& globalPosition);
+    // Networks of at least this many units are laid out in a later turn of
+    // the event loop than their decoding (see slotProcessTree).
+    void setDeferredLayoutUnits(qsizetype units) { deferredLayoutUnits = units; }
     // --- End of test hooks. ---
 
 Q_SIGNALS:
@@ -80,6 +83,9 @@ public Q_SLOTS:
     void slotDSPBypass();
     void slotDSPUnbypass();
 
+private Q_SLOTS:
+    void slotLayoutDue();
+
 protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -87,6 +93,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void processTreeNow();
     void setSwitch(bool* field, bool value);
     void updateWidgetSize(bool force);
     int hitTest(const QPointF& position) const;
@@ -97,11 +104,13 @@ private:
     DSPNetGraphPainter* netPainter;
     DSPNetGraphRepaint* repaintDecision;
     QTimer* repaintTimer;
+    QTimer* layoutTimer;
     DSPNetGraphSettings settings;
     QSize widgetSize;
     QPoint selectedPosition;
     quint64 contextNodeId;
     bool clickPending;
+    qsizetype deferredLayoutUnits;
 };
 
 #endif // DSPNETGRAPH_H

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <set>
 
 namespace {
@@ -20,11 +21,8 @@ const int extraHeight = 95;
 const QPoint rootMark(-1, -1);
 const QPoint hiddenMark(-1, -1);
 
-// Nodes are keyed by the low 32 bits of their id, read as a signed number.
-int nodeKey(const DSPNode* node)
-{
-    return static_cast<qint32>(static_cast<quint32>(node->id));
-}
+// Not placed yet: no plate and not hidden.
+const QPoint unplacedMark(INT_MIN, INT_MIN);
 
 quint64 nextListsVersion()
 {
@@ -54,8 +52,7 @@ struct DSPNetGraphLayout::LayoutStep
 void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
                                     quint64 selectedGroupId)
 {
-    const LayoutInputs inputs{tree.shapeGeneration, selectedId, selectedGroupId, showInactive,
-                              showExcessive};
+    const LayoutInputs inputs = inputsOf(tree, selectedId, selectedGroupId);
     if (inputs == laidOut) {
         refreshValues();
         return;
@@ -72,9 +69,22 @@ void DSPNetGraphLayout::processTree(const DSPTree& tree, quint64 selectedId,
     // collecting the send lines again would only double them.
     if (root) {
         layoutNetwork(root, tree.nodes.size());
-        collectSendLines();
+        collectSendLines(tree);
     }
     applyGroups(tree.groups);
+}
+
+bool DSPNetGraphLayout::canRefresh(const DSPTree& tree, quint64 selectedId,
+                                   quint64 selectedGroupId) const
+{
+    return inputsOf(tree, selectedId, selectedGroupId) == laidOut;
+}
+
+DSPNetGraphLayout::LayoutInputs DSPNetGraphLayout::inputsOf(const DSPTree& tree, quint64 selectedId,
+                                                            quint64 selectedGroupId) const
+{
+    return LayoutInputs{tree.shapeGeneration, selectedId, selectedGroupId, showInactive,
+                        showExcessive};
 }
 
 QSize DSPNetGraphLayout::neededSize(float scale) const
@@ -93,7 +103,6 @@ void DSPNetGraphLayout::resetLayout()
     sidechainLines.clear();
     sendSidechainLines.clear();
     ellipsisPoints.clear();
-    nodePositions.clear();
     placedFrom.clear();
 }
 
@@ -125,7 +134,8 @@ void DSPNetGraphLayout::copyLevels(const DSPNode* from, GraphNode* to)
 void DSPNetGraphLayout::layoutNetwork(DSPNode* root, qsizetype unitCount)
 {
     resetLayout();
-    nodePositions.reserve(unitCount);
+    nodePositions.assign(size_t(unitCount), unplacedMark);
+    plateAt.assign(size_t(unitCount), -1);
     nodes.reserve(unitCount);
     placedFrom.reserve(size_t(unitCount));
     std::vector<LayoutStep> steps;
@@ -151,7 +161,7 @@ void DSPNetGraphLayout::visitNextInput(LayoutStep& step, std::vector<LayoutStep>
     }
     // The first new input stays on its parent's row; each further one opens a
     // row below everything the previous input's sub-tree used.
-    if (!nodePositions.contains(nodeKey(connection.node)) && ++step.newInputs > 1)
+    if (positionOf(connection.node) == unplacedMark && ++step.newInputs > 1)
         ++currentRow;
     // May grow steps: step must not be used after this call.
     enterNode(connection, step.position, index, int(step.inputs.size()), steps);
@@ -161,14 +171,13 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
                                   int inputIndex, int inputCount, std::vector<LayoutStep>& steps)
 {
     DSPNode* node = connection.node;
-    const int key = nodeKey(node);
-    const auto placed = nodePositions.constFind(key);
-    if (placed != nodePositions.constEnd()) {
+    QPoint& stored = positionOf(node);
+    if (stored != unplacedMark) {
         // An input kept on its parent's list but hidden meanwhile by the
         // hiding walk of a removed sibling has no plate to point at. It shows
         // nothing: no line, no row, and it cannot carry the selection; its
         // slot on the parent's edge stays, so the other lines keep their ends.
-        const QPoint position = placed.value();
+        const QPoint position = stored;
         if (position == hiddenMark)
             return;
         if (parentPosition != rootMark)
@@ -184,7 +193,7 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
     step.inputCount = inputCount;
     step.sidechain = connection.sidechain;
     step.send = connection.send;
-    nodePositions.insert(key, step.position);
+    stored = step.position;
     placeNode(node, step.position);
     step.inputs = keptInputs(node, &step.collapsed);
     steps.push_back(std::move(step));
@@ -192,7 +201,8 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
 
 void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
 {
-    GraphNode record;
+    plateAt[size_t(node->keyPlace)] = nodes.size();
+    GraphNode& record = nodes.emplaceBack();
     // Most names have no ':' and then share the unit's text.
     record.name = node->name;
     if (record.name.contains(QLatin1Char(':')))
@@ -206,7 +216,6 @@ void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
     record.inclusiveCPU = node->inclusiveCPU;
     record.exclusiveCPU = node->exclusiveCPU;
     copyLevels(node, &record);
-    nodes.append(record);
     placedFrom.push_back(node);
     addToGroup(node->groupId, position);
 }
@@ -242,10 +251,10 @@ QList<DSPConnection> DSPNetGraphLayout::keptInputs(const DSPNode* node, bool* co
             allKept = false; // the decoder never makes one; nothing to draw
             continue;
         }
-        const auto placed = nodePositions.constFind(nodeKey(connection.node));
-        if (placed != nodePositions.constEnd()) {
+        const QPoint placed = positionOf(connection.node);
+        if (placed != unplacedMark) {
             allInputsNew = false;
-            allKept &= placed.value() != hiddenMark; // a hidden node gets no connection
+            allKept &= placed != hiddenMark; // a hidden node gets no connection
         }
         allKept &= showInactive || connection.node->active;
     }
@@ -255,8 +264,7 @@ QList<DSPConnection> DSPNetGraphLayout::keptInputs(const DSPNode* node, bool* co
         for (const DSPConnection& connection : node->inputs) {
             if (!connection.node)
                 continue;
-            const auto placed = nodePositions.constFind(nodeKey(connection.node));
-            if (placed != nodePositions.constEnd() && placed.value() == hiddenMark)
+            if (positionOf(connection.node) == hiddenMark)
                 continue;
             if (!showInactive && !connection.node->active)
                 continue;
@@ -283,7 +291,7 @@ void DSPNetGraphLayout::hideSubTree(DSPNode* start)
     const auto hide = [&](DSPNode* node) {
         if (!node)
             return;
-        QPoint& stored = nodePositions[nodeKey(node)];
+        QPoint& stored = positionOf(node);
         if (stored == hiddenMark)
             return;
         stored = hiddenMark;
@@ -331,21 +339,25 @@ void DSPNetGraphLayout::followSelection(const DSPNode* node, QPoint position)
     }
 }
 
-void DSPNetGraphLayout::collectSendLines()
+// The place of a node in nodePositions. Every node that the layout meets is a
+// unit of the tree it lays out, and so has a place.
+QPoint& DSPNetGraphLayout::positionOf(const DSPNode* node)
 {
-    QHash<quint64, QPoint> firstById;
-    firstById.reserve(nodes.size());
-    for (const GraphNode& node : std::as_const(nodes)) {
-        if (!firstById.contains(node.id))
-            firstById.insert(node.id, node.position);
-    }
+    return nodePositions[size_t(node->keyPlace)];
+}
+
+// A target has a plate only if the plate of its key is its own: a unit whose
+// key another plate took first stands nowhere.
+void DSPNetGraphLayout::collectSendLines(const DSPTree& tree)
+{
     const QPoint centre(sendOffsetX, lineOffsetY);
     for (const GraphNode& node : std::as_const(nodes)) {
         if (node.sendTargetId == 0)
             continue;
-        const auto target = firstById.constFind(node.sendTargetId);
-        if (target != firstById.constEnd())
-            sendLines.append(QLine(node.position + centre, target.value() + centre));
+        const DSPNode* target = tree.nodes.value(node.sendTargetId);
+        const qsizetype plate = target ? plateAt[size_t(target->keyPlace)] : -1;
+        if (plate >= 0 && nodes.at(plate).id == node.sendTargetId)
+            sendLines.append(QLine(node.position + centre, nodes.at(plate).position + centre));
     }
 }
 

@@ -59,6 +59,8 @@ public:
     // and only the plates' shares and meters are copied again: the result is
     // the same, at the cost of the values alone.
     void processTree(const DSPTree& tree, quint64 selectedId, quint64 selectedGroupId);
+    // Whether processTree would only copy the values again.
+    bool canRefresh(const DSPTree& tree, quint64 selectedId, quint64 selectedGroupId) const;
     // The widget's size that shows the whole graph at `scale`.
     QSize neededSize(float scale) const;
 
@@ -101,6 +103,7 @@ private:
         }
     };
 
+    LayoutInputs inputsOf(const DSPTree& tree, quint64 selectedId, quint64 selectedGroupId) const;
     void layoutNetwork(DSPNode* root, qsizetype unitCount);
     void resetLayout();
     void refreshValues();
@@ -116,10 +119,15 @@ private:
     void addLine(const DSPConnection& connection, QPoint position, QPoint parentPosition,
                  int inputIndex, int inputCount);
     void followSelection(const DSPNode* node, QPoint position);
-    void collectSendLines();
+    QPoint& positionOf(const DSPNode* node);
+    void collectSendLines(const DSPTree& tree);
     void applyGroups(const QList<DSPGroup*>& records);
 
-    QHash<int, QPoint> nodePositions;
+    // Where each node stands, by the low 32 bits of its id: indexed by the
+    // place of the first unit with those bits (DSPNode::keyPlace).
+    std::vector<QPoint> nodePositions;
+    // The index in nodes of the plate made for each such place; -1 for none.
+    std::vector<qsizetype> plateAt;
     // The unit each entry of nodes was made from; valid while the tree keeps
     // the shape of laidOut.
     std::vector<const DSPNode*> placedFrom;

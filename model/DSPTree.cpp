@@ -2,6 +2,7 @@
 
 #include "ProfilerNetwork.h"
 
+#include <QtAlgorithms>
 #include <QtEndian>
 
 #include <algorithm>
@@ -212,6 +213,26 @@ void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
     node->name = readName(r + 62, 32);
 }
 
+// The id of the record at r, as readRecord reads it.
+quint64 readId(const char* r, int version)
+{
+    return version <= 1 ? static_cast<quint64>(static_cast<qint64>(readI32(r))) : readU64(r);
+}
+
+// The number of low bits in which the ids of the first records from
+// `records` on agree: ids that look like addresses share their alignment.
+// Only a sample is looked at, so that the frame is not read twice: a later id
+// that breaks the alignment costs its lookups their order, nothing else.
+int idAlignment(const char* records, qint64 count, qint64 size, int version)
+{
+    const qint64 sample = std::min<qint64>(count, 4096);
+    quint64 differing = 0;
+    const quint64 first = sample > 0 ? readId(records, version) : 0;
+    for (qint64 i = 1; i < sample; ++i)
+        differing |= readId(records + i * size, version) ^ first;
+    return differing == 0 ? 0 : qCountTrailingZeroBits(differing);
+}
+
 // Reads the record at r, which the caller has checked to lie whole in the frame.
 void readRecord(const char* r, int version, DSPNode* node, RecordLinks* links)
 {
@@ -320,24 +341,28 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         return false;
     if (sameShape(frame, version)) {
         refreshValues(frame, version);
+        // Freeing a large network takes milliseconds: the units of a replaced
+        // shape are freed in a pass that only refreshed values, not in the one
+        // that decoded their replacement.
+        retiredOrder = ReadOrder();
     } else {
         const char* cursor = frame.constData() + first;
-        QHash<quint64, DSPNode*> decoded;
-        QList<DSPNode*> created;
+        DSPNodeTable decoded;
         ReadOrder order;
         DSPNode decodedHead;
         if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
-                      created, order))
+                      order))
             return false;
+        retiredOrder = std::move(readOrder);
         deleteNodes();
         nodes.swap(decoded);
-        creationOrder.swap(created);
         readOrder = std::move(order);
         head = std::move(decodedHead);
         networkVersion = version;
         shapeGeneration = nextShapeGeneration();
-        // On the same shape the depths are the same too.
+        // On the same shape the depths and keys are the same too.
         computeDepth();
+        computeKeyPlaces();
     }
     acceptedFrame = frame;
     readHeader(frame, version);
@@ -388,15 +413,15 @@ void DSPTree::refreshValues(const QByteArray& frame, int version)
     for (size_t i = 0; i < readOrder.isNew.size(); ++i) {
         if (!readOrder.isNew[i])
             continue;
-        DSPNode* node = creationOrder.at(made++);
+        DSPNode* node = nodes.at(made++);
         readValues(records + qsizetype(i) * size, version, node);
         node->inclusiveTime = node->exclusiveTime;
     }
     head.inclusiveTime = 0;
-    for (qsizetype i = creationOrder.size(); i-- > 0;) {
+    for (qsizetype i = nodes.size(); i-- > 0;) {
         const int parent = readOrder.parent[size_t(i)];
-        DSPNode* to = parent < 0 ? &head : creationOrder.at(parent);
-        to->inclusiveTime += creationOrder.at(i)->inclusiveTime;
+        DSPNode* to = parent < 0 ? &head : nodes.at(parent);
+        to->inclusiveTime += nodes.at(i)->inclusiveTime;
     }
 }
 
@@ -444,21 +469,21 @@ bool DSPTree::acceptGroupFrame(const QByteArray& frame)
 // entries than the frame holds records. False when the frame ends before the
 // records that the counts announce.
 bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                       QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created, ReadOrder& order)
+                       DSPNodeTable& table, ReadOrder& order)
 {
     struct Pending
     {
         DSPNode* node;
-        int index; // in created; -1 for parent
+        int index; // in nodes; -1 for parent
         qint64 remaining;
     };
     const qint64 size = recordSize(version);
     const qint64 capacity = std::min<qint64>((end - cursor) / size, 1 << 24);
-    table.reserve(capacity);
-    created.reserve(capacity);
+    table.reset(capacity, idAlignment(cursor, capacity, size, version));
     order.isNew.reserve(size_t(capacity));
     order.parent.reserve(size_t(capacity));
     std::vector<Pending> pending{{parent, -1, 1}};
+    quint64 firstHighBits = 0;
     while (!pending.empty()) {
         if (pending.back().remaining == 0) {
             const DSPNode* done = pending.back().node;
@@ -470,26 +495,38 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         if (end - cursor < size)
             return false;
         --pending.back().remaining;
-        DSPNode record;
-        RecordLinks links;
-        readRecord(cursor, version, &record, &links);
-        cursor += size;
-        record.inclusiveTime = record.exclusiveTime;
         // The entry is made before the inputs are read, so a record inside the
-        // unit's own inputs that repeats its id finds it and closes a loop.
-        DSPNode*& entry = table[record.id];
+        // unit's own inputs that repeats its id finds it and closes a loop. A
+        // new unit is read straight into its place in the store.
+        DSPNode* entry = table.value(readId(cursor, version));
         const bool repeated = entry != nullptr;
+        RecordLinks links;
+        if (repeated) {
+            DSPNode again;
+            readRecord(cursor, version, &again, &links);
+        } else {
+            entry = order.allocate((end - cursor) / size);
+            readRecord(cursor, version, entry, &links);
+            entry->inclusiveTime = entry->exclusiveTime;
+            // Its place in nodes, which the depth walk and the key of the
+            // view index by (computeDepth, computeKeyPlaces).
+            entry->depth = int(table.size());
+            entry->keyPlace = entry->depth;
+            if (table.isEmpty())
+                firstHighBits = entry->id >> 32;
+            order.highBitsShared &= (entry->id >> 32) == firstHighBits;
+        }
+        cursor += size;
         order.isNew.push_back(!repeated);
         if (!repeated) {
-            entry = order.store(std::move(record), (end - cursor) / size + 1);
             entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
-            created.append(entry);
+            table.add(entry->id, entry);
             order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
         if (!repeated)
             pending.push_back(
-                {entry, int(created.size() - 1), std::max<qint64>(links.inputCount, 0)});
+                {entry, int(table.size() - 1), std::max<qint64>(links.inputCount, 0)});
     }
     return true;
 }
@@ -497,7 +534,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
 // Units live in blocks of up to blockSize rather than one allocation each:
 // a large network is read and freed several times faster, and walked in the
 // order it lies in memory.
-DSPNode* DSPTree::ReadOrder::store(DSPNode&& node, qint64 capacity)
+DSPNode* DSPTree::ReadOrder::allocate(qint64 capacity)
 {
     const qint64 blockSize = 4096;
     if (blocks.empty() || usedInLast == blocks.back().size) {
@@ -505,9 +542,7 @@ DSPNode* DSPTree::ReadOrder::store(DSPNode&& node, qint64 capacity)
         blocks.push_back({std::make_unique<DSPNode[]>(size_t(size)), size});
         usedInLast = 0;
     }
-    DSPNode* slot = &blocks.back().nodes[size_t(usedInLast++)];
-    *slot = std::move(node);
-    return slot;
+    return &blocks.back().nodes[size_t(usedInLast++)];
 }
 
 qint8 DSPTree::levelToDecibels(quint32 rawLevel)
@@ -537,7 +572,7 @@ void DSPTree::computeCPU()
             return;
         const quint32 rootTime = head.inputs.first().node->inclusiveTime;
         const float scale = rootTime == 0 ? 0.0f : 1.0f / static_cast<float>(rootTime);
-        for (DSPNode* node : std::as_const(creationOrder)) {
+        for (DSPNode* node : std::as_const(nodes)) {
             node->inclusiveCPU = static_cast<float>(node->inclusiveTime) * totalCPU * scale;
             node->exclusiveCPU = static_cast<float>(node->exclusiveTime) * totalCPU * scale;
         }
@@ -547,7 +582,7 @@ void DSPTree::computeCPU()
         return;
     const float budget =
         static_cast<float>(blockLength) * 1000.0f * 1000.0f / static_cast<float>(sampleRate);
-    for (DSPNode* node : std::as_const(creationOrder)) {
+    for (DSPNode* node : std::as_const(nodes)) {
         node->inclusiveCPU = static_cast<float>(node->inclusiveTime) / budget;
         node->exclusiveCPU = static_cast<float>(node->exclusiveTime) / budget;
     }
@@ -566,23 +601,20 @@ void DSPTree::computeCPU()
 // keep their stacks on the heap: the target chooses how deep the network goes.
 void DSPTree::computeDepth()
 {
-    qint64 connections = head.inputs.size();
-    for (const DSPNode* node : std::as_const(creationOrder))
-        connections += node->inputs.size();
-    const qint64 budget = 16 * (creationOrder.size() + connections);
+    // Every record read is one connection, to the unit it is an input of.
+    const qint64 connections = qint64(readOrder.isNew.size());
+    const qint64 budget = 16 * (nodes.size() + connections);
     if (!rewalkDepths(budget))
         fallbackDepths();
 }
 
 // The re-walk from head, step by step on an explicit stack. While it runs,
-// each unit's depth field holds the unit's place in creationOrder (head's is
-// the last), which indexes the walk's own tables. False, with the depths left
+// each unit's depth field holds the unit's place in nodes, as the decoder
+// left it (head's is the last), which indexes the walk's own tables. False, with the depths left
 // unfinished, once more than budget connections have been looked at.
 bool DSPTree::rewalkDepths(qint64 budget)
 {
-    const qsizetype count = creationOrder.size();
-    for (qsizetype i = 0; i < count; ++i)
-        creationOrder.at(i)->depth = static_cast<int>(i);
+    const qsizetype count = nodes.size();
     head.depth = static_cast<int>(count);
     std::vector<int> depth(static_cast<size_t>(count) + 1, -1);
     std::vector<bool> onPath(static_cast<size_t>(count) + 1, false);
@@ -612,9 +644,27 @@ bool DSPTree::rewalkDepths(qint64 budget)
         path.push_back({input, 0});
     }
     for (qsizetype i = 0; i < count; ++i)
-        creationOrder.at(i)->depth = depth[i];
+        nodes.at(i)->depth = depth[i];
     head.depth = -1;
     return true;
+}
+
+// Ids are unique among the units, so where all of them agree in their high 32
+// bits, no two share their low 32 bits either and each unit is its own key's
+// first, as the decoder made it. Otherwise the first unit of each key is
+// looked up.
+void DSPTree::computeKeyPlaces()
+{
+    if (readOrder.highBitsShared)
+        return;
+    const qsizetype count = nodes.size();
+    IdTable<int> firstByKey;
+    firstByKey.reset(count);
+    for (qsizetype i = 0; i < count; ++i) {
+        bool added = false;
+        DSPNode* node = nodes.at(i);
+        node->keyPlace = firstByKey.insert(quint32(node->id), int(i), &added);
+    }
 }
 
 // Two linear passes:
@@ -632,7 +682,7 @@ void DSPTree::fallbackDepths()
     // finishing number (0 or more).
     const int unseen = -1;
     const int onPath = -2;
-    for (DSPNode* node : std::as_const(creationOrder))
+    for (DSPNode* node : std::as_const(nodes))
         node->depth = unseen;
     struct Step
     {
@@ -671,9 +721,8 @@ void DSPTree::fallbackDepths()
 
 void DSPTree::deleteNodes()
 {
-    creationOrder.clear();
     readOrder = ReadOrder();
-    nodes.clear();
+    nodes.reset(0);
     head = DSPNode();
 }
 

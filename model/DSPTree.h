@@ -1,6 +1,8 @@
 #ifndef DSPTREE_H
 #define DSPTREE_H
 
+#include "DSPNodeTable.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QList>
@@ -38,6 +40,10 @@ struct DSPNode
     QList<qint8> volumeLevels; // decibels, one per channel
     QList<DSPConnection> inputs;
     int depth = -1; // longest path from the root, in connections; the root has 0
+    // The place in DSPTree::nodes of the first unit whose id has the same low
+    // 32 bits as this one's: the network view keys its plates by those bits,
+    // and indexes an array by this place instead of hashing them. -1 for head.
+    int keyPlace = -1;
 };
 
 // One record of the group table.
@@ -83,10 +89,10 @@ public:
     // float amplitude), not a number read from them.
     static qint8 levelToDecibels(quint32 rawLevel);
 
-    QList<DSPGroup*> groups;        // owns the groups
-    QHash<quint64, DSPNode*> nodes; // the nodes; head is not among them
-    DSPNode head;                   // parent of the root; one input after a snapshot
-    ProfilerNetwork* network;       // not owned
+    QList<DSPGroup*> groups;  // owns the groups
+    DSPNodeTable nodes;       // the nodes by id and in reading order; head is not among them
+    DSPNode head;             // parent of the root; one input after a snapshot
+    ProfilerNetwork* network; // not owned
     int networkVersion;
     int groupVersion;
     float totalCPU;
@@ -106,7 +112,7 @@ public Q_SLOTS:
 
 private:
     // How the records of the accepted snapshot were read: for each record
-    // whether it made a unit, and for each unit (in creationOrder) the place
+    // whether it made a unit, and for each unit (in nodes' order) the place
     // of the unit it was first reached from, -1 for head. It also holds the
     // units themselves.
     struct ReadOrder
@@ -117,37 +123,37 @@ private:
             qint64 size;
         };
 
-        // Moves node into the store; capacity is the most units the
-        // snapshot can still make.
-        DSPNode* store(DSPNode&& node, qint64 capacity);
+        // A new unit in the store; capacity is the most units the snapshot
+        // can still make, this one included.
+        DSPNode* allocate(qint64 capacity);
 
         std::vector<bool> isNew;
         std::vector<int> parent;
         std::vector<Block> blocks;
         qint64 usedInLast = 0;
+        bool highBitsShared = true; // all unit ids agree in their high 32 bits
     };
 
     bool decodeNetworkPacket();
     bool decodeGroupPacket();
     bool readSnapshot(const QByteArray& frame, int version);
     bool readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                  QHash<quint64, DSPNode*>& table, QList<DSPNode*>& created, ReadOrder& order);
+                  DSPNodeTable& table, ReadOrder& order);
     bool sameShape(const QByteArray& frame, int version) const;
     void refreshValues(const QByteArray& frame, int version);
     void readHeader(const QByteArray& frame, int version);
     void computeCPU();
     void computeDepth();
+    void computeKeyPlaces();
     bool rewalkDepths(qint64 budget);
     void fallbackDepths();
     void deleteNodes();
     void sendCommand(quint8 subKind, quint64 id, bool value);
     void sendText(quint8 kind, quint8 version, const QString& text);
 
-    // The units of nodes in the order they were read. Walking and freeing them
-    // in this order rather than the hash's keeps to the order of allocation,
-    // which is twice as fast on large graphs.
-    QList<DSPNode*> creationOrder;
     ReadOrder readOrder;
+    // The units of the shape before, not referred to any more.
+    ReadOrder retiredOrder;
     QByteArray acceptedFrame;
     QByteArray acceptedGroupFrame;
 };

@@ -16,7 +16,8 @@ struct NetworkFixture
     explicit NetworkFixture(const QString& description) : net(description) {}
 
     // "off:A,B" makes units inactive, "bypass:A" bypassed, "group:A" puts them
-    // in group 9; "excessive" and "inactive" switch those inputs on first.
+    // in group 9, "alias:B=A" gives B the id of A with other high 32 bits;
+    // "excessive" and "inactive" switch those inputs on first.
     void apply(const QString& options)
     {
         for (const QString& option : options.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
@@ -30,6 +31,9 @@ struct NetworkFixture
                     net.node(name).bypass = true;
                 if (key == QLatin1String("group"))
                     net.node(name).groupId = 9;
+                if (key == QLatin1String("alias"))
+                    net.node(name.section(QLatin1Char('='), 0, 0)).id =
+                        net.node(name.section(QLatin1Char('='), 1)).id + (quint64(1) << 32);
             }
             layout.showExcessive |= key == QLatin1String("excessive");
             layout.showInactive |= key == QLatin1String("inactive");

@@ -201,6 +201,9 @@ void TestDSPNetGraph::layout_data()
     QTest::newRow("kept input hidden by a sibling") << "P<-I0,I1,I2,I3,I4,I5; I2<-I4" << ""
         << "P@10,10 I0@210,10 I1@210,85 I5@210,235 | 210,32>130,19 210,107>130,28 "
            "210,257>130,46 | 210,150 | 480x330";
+    // Plates are keyed by the low 32 bits of the id: B stands where A does.
+    QTest::newRow("ids alike in their low half") << "R<-A,B; B<-C" << "alias:B=A"
+        << "R@10,10 A@210,10 | 210,32>130,25 210,32>130,40 |  | 480x105";
     QTest::newRow("loop") << "A<-B; B<-A" << ""
         << "A@10,10 B@210,10 | 10,32>330,32 210,32>130,32 |  | 480x105";
     // The walk from the removed I2 leads back to P and on to all its inputs.

@@ -1,0 +1,105 @@
+#ifndef IDTABLE_H
+#define IDTABLE_H
+
+#include <QHashFunctions>
+#include <QtGlobal>
+
+#include <algorithm>
+#include <vector>
+
+// A table from 64-bit identifiers to small values, in one array: open
+// addressing with linear probing. Identifiers that differ only in their low
+// bits (units made one after another, which a snapshot lists one after
+// another) keep their order inside a group of 64 slots, so that a run of
+// lookups walks the array instead of jumping about it: in a network of
+// 100,000 units a jump is a cache miss that the next lookup has to wait for.
+// The groups themselves are placed by a hash seeded per process like QHash's,
+// so a target cannot choose identifiers that meet in one probe sequence; at
+// worst its identifiers share one slot per group. Entries are only added;
+// reset() empties the table for the next network.
+template <typename Value> class IdTable
+{
+public:
+    // Empties the table and makes room for `expected` entries without growing.
+    // `alignment`: the number of low bits in which all keys agree, which
+    // carry no order.
+    void reset(qsizetype expected, int alignment = 0)
+    {
+        shift = std::clamp(alignment, 0, 63);
+        size_t capacity = 16;
+        while (capacity < size_t(std::max<qsizetype>(expected, 0)) * 2)
+            capacity *= 2;
+        slots.assign(capacity, Slot());
+        count = 0;
+    }
+
+    const Value* find(quint64 key) const
+    {
+        if (slots.empty())
+            return nullptr;
+        for (size_t i = home(key);; i = (i + 1) & mask()) {
+            const Slot& slot = slots[i];
+            if (!slot.used)
+                return nullptr;
+            if (slot.key == key)
+                return &slot.value;
+        }
+    }
+
+    // The value stored under key, made from `value` if the key is new; `added`
+    // tells which.
+    Value& insert(quint64 key, const Value& value, bool* added)
+    {
+        if (size_t(count + 1) * 2 > slots.size())
+            grow();
+        for (size_t i = home(key);; i = (i + 1) & mask()) {
+            Slot& slot = slots[i];
+            if (slot.used && slot.key != key)
+                continue;
+            *added = !slot.used;
+            if (!slot.used) {
+                slot = Slot{key, value, true};
+                ++count;
+            }
+            return slot.value;
+        }
+    }
+
+    qsizetype size() const { return count; }
+
+private:
+    struct Slot
+    {
+        quint64 key = 0;
+        Value value{};
+        bool used = false;
+    };
+
+    size_t mask() const { return slots.size() - 1; }
+    size_t home(quint64 key) const
+    {
+        const quint64 ordered = key >> shift;
+        const size_t group = qHash(ordered >> groupBits, QHashSeed::globalSeed());
+        return ((group << groupBits) | size_t(ordered & ((1u << groupBits) - 1))) & mask();
+    }
+
+    void grow()
+    {
+        std::vector<Slot> old;
+        old.swap(slots);
+        reset(std::max<qsizetype>(count * 2, 8), shift);
+        for (const Slot& slot : old) {
+            bool added = false;
+            if (slot.used)
+                insert(slot.key, slot.value, &added);
+        }
+    }
+
+    static constexpr int groupBits = 6;
+
+    std::vector<Slot> slots;
+    qsizetype count = 0;
+    int shift = 0;
+};
+
+#endif // IDTABLE_H
