@@ -482,6 +482,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     table.reset(capacity, idAlignment(cursor, capacity, size, version));
     order.isNew.reserve(size_t(capacity));
     order.parent.reserve(size_t(capacity));
+    order.links.reserve(size_t(capacity));
     std::vector<Pending> pending{{parent, -1, 1}};
     quint64 firstHighBits = 0;
     while (!pending.empty()) {
@@ -524,6 +525,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
             order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
+        order.links.push_back({pending.back().index, entry->depth});
         if (!repeated)
             pending.push_back(
                 {entry, int(table.size() - 1), std::max<qint64>(links.inputCount, 0)});
@@ -608,44 +610,55 @@ void DSPTree::computeDepth()
         fallbackDepths();
 }
 
-// The re-walk from head, step by step on an explicit stack. While it runs,
-// each unit's depth field holds the unit's place in nodes, as the decoder
-// left it (head's is the last), which indexes the walk's own tables. False, with the depths left
-// unfinished, once more than budget connections have been looked at.
+// The re-walk from head, step by step on an explicit stack. It follows the
+// connections the decoder kept as places, each unit's inputs in their order,
+// rather than the units' own input lists: at 100,000 units those are scattered
+// over the heap and each step would wait for memory twice. False, with the
+// depths left unfinished, once more than budget connections have been looked at.
 bool DSPTree::rewalkDepths(qint64 budget)
 {
-    const qsizetype count = nodes.size();
-    head.depth = static_cast<int>(count);
-    std::vector<int> depth(static_cast<size_t>(count) + 1, -1);
-    std::vector<bool> onPath(static_cast<size_t>(count) + 1, false);
+    const size_t count = size_t(nodes.size());
+    const size_t headPlace = count;
+    // inputs[firstInput[u] .. firstInput[u + 1]): the places of unit u's inputs
+    std::vector<int> firstInput(count + 2, 0);
+    for (const auto& link : readOrder.links)
+        ++firstInput[(link.first < 0 ? headPlace : size_t(link.first)) + 1];
+    for (size_t i = 0; i <= count; ++i)
+        firstInput[i + 1] += firstInput[i];
+    std::vector<int> inputs(readOrder.links.size());
+    {
+        std::vector<int> fill(firstInput.begin(), firstInput.end() - 1);
+        for (const auto& link : readOrder.links)
+            inputs[size_t(fill[link.first < 0 ? headPlace : size_t(link.first)]++)] = link.second;
+    }
+    std::vector<int> depth(count + 1, -1);
+    std::vector<bool> onPath(count + 1, false);
     struct Step
     {
-        DSPNode* node;
-        qsizetype next;
+        size_t place;
+        int next;
     };
-    std::vector<Step> path{{&head, 0}};
-    onPath[count] = true;
+    std::vector<Step> path{{headPlace, firstInput[headPlace]}};
+    onPath[headPlace] = true;
     while (!path.empty()) {
         Step& step = path.back();
-        const int from = step.node->depth;
-        if (step.next == step.node->inputs.size()) {
+        const size_t from = step.place;
+        if (step.next == firstInput[from + 1]) {
             onPath[from] = false;
             path.pop_back();
             continue;
         }
         if (--budget < 0)
             return false;
-        DSPNode* input = step.node->inputs.at(step.next++).node;
-        const int to = input->depth;
+        const size_t to = size_t(inputs[size_t(step.next++)]);
         if (depth[from] + 1 <= depth[to] || onPath[to])
             continue;
         depth[to] = depth[from] + 1;
         onPath[to] = true;
-        path.push_back({input, 0});
+        path.push_back({to, firstInput[to]});
     }
-    for (qsizetype i = 0; i < count; ++i)
-        nodes.at(i)->depth = depth[i];
-    head.depth = -1;
+    for (size_t i = 0; i < count; ++i)
+        nodes.at(qsizetype(i))->depth = depth[i];
     return true;
 }
 

@@ -129,6 +129,9 @@ private:
 
         std::vector<bool> isNew;
         std::vector<int> parent;
+        // Each record as a connection: the place of the unit it is an input
+        // of (-1 for head) and the place of the unit it names.
+        std::vector<std::pair<int, int>> links;
         std::vector<Block> blocks;
         qint64 usedInLast = 0;
         bool highBitsShared = true; // all unit ids agree in their high 32 bits
