@@ -92,6 +92,11 @@ QByteArray ProfilerNetwork::takePacket(quint8 kind, quint8 subKind)
     return packetQueue->take(kind, subKind);
 }
 
+QList<QByteArray> ProfilerNetwork::takeAllPackets(quint8 kind, quint8 subKind)
+{
+    return packetQueue->takeAll(kind, subKind);
+}
+
 void ProfilerNetwork::subscribe(quint8 kind, quint8 subKind, quint32 rate)
 {
     if (!isConnected())
