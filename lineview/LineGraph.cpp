@@ -10,7 +10,7 @@
 LineGraph::LineGraph(QWidget* parent, Qt::WindowFlags flags)
     : QWidget(parent, flags), upperLabel(new ProfilerSimpleLabel()),
       lowerLabel(new ProfilerSimpleLabel()), labelLayout(new QVBoxLayout()),
-      mainLayout(new QHBoxLayout())
+      mainLayout(new QHBoxLayout()), repaintPending(false)
 {
     upperLabel->setColor(Qt::white);
     lowerLabel->setColor(Qt::white);
@@ -52,13 +52,18 @@ LineValuesGroup* LineGraph::addGroup(QString name, QString suffix, int precision
 
 void LineGraph::slotGroupDataChanged()
 {
-    // A snapshot reaches up to sixteen series; update() merges their signals
-    // into one repaint.
+    // A snapshot reaches up to sixteen series, and a burst of snapshots many
+    // times that; one update() stands for all of them until the paint comes.
+    if (repaintPending) {
+        return;
+    }
+    repaintPending = true;
     update();
 }
 
 void LineGraph::paintEvent(QPaintEvent* /*event*/)
 {
+    repaintPending = false;
     QPainter painter(this);
     // The texts follow the scales at the moment of drawing, not every sample.
     updateLabels();

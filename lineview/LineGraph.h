@@ -40,6 +40,8 @@ private:
     ProfilerSimpleLabel* lowerLabel;
     QVBoxLayout* labelLayout;
     QHBoxLayout* mainLayout;
+    // An update() is asked for and its paint has not come yet.
+    bool repaintPending;
 };
 
 #endif // LINEGRAPH_H

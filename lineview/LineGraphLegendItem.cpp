@@ -82,6 +82,12 @@ void LineGraphLegendItem::setLimit(float value)
 void LineGraphLegendItem::setValues(float newCurrent, float newMinimum, float newMaximum,
                                     float newLimit)
 {
+    // The text, once made, is made of these four numbers and nothing else that
+    // changes here.
+    if (newCurrent == current && newMinimum == minimum && newMaximum == maximum &&
+        newLimit == limit && !valueLabel->text().isEmpty()) {
+        return;
+    }
     current = newCurrent;
     minimum = newMinimum;
     maximum = newMaximum;

@@ -22,10 +22,11 @@ void LineValues::addValue(float value)
     // the buffer shifts without copying its 500 samples.
     samples.append(value);
     const float dropped = samples.takeFirst();
-    if (value > peak) {
+    if (value >= peak) {
         peak = value;
     } else if (dropped == peak) {
-        // The sample that left may have been the only peak.
+        // The sample that left may have been the only peak; a steady series
+        // never gets here, since its new sample is the peak again.
         rescanMaximum();
     }
     Q_EMIT dataChanged();

@@ -22,6 +22,13 @@ QByteArray sliceOf(QByteArray& block, qint64 at, quint32 length)
 
 } // namespace
 
+// Frames that no decoder takes stay queued, so without this bound a peer that
+// sends only such frames could make the queue grow until memory runs out.
+inline bool FrameCutter::canQueue(quint32 frameSize) const
+{
+    return packetQueue->byteCount() + qint64(frameSize) <= maxQueuedBytes;
+}
+
 FrameCutter::FrameCutter(PacketQueue* queue, qint64 maxQueuedBytes)
     : packetQueue(queue), maxQueuedBytes(maxQueuedBytes)
 {
@@ -108,11 +115,4 @@ FrameCutter::Step FrameCutter::takeLargeFrame(QIODevice* device, quint32 frameSi
         return Broken;
     packetQueue->append(std::move(frame));
     return TookFrames;
-}
-
-// Frames that no decoder takes stay queued, so without this bound a peer that
-// sends only such frames could make the queue grow until memory runs out.
-bool FrameCutter::canQueue(quint32 frameSize) const
-{
-    return packetQueue->byteCount() + qint64(frameSize) <= maxQueuedBytes;
 }

@@ -17,8 +17,13 @@ inline quint64 readUnsigned(const char* data, qsizetype length, qsizetype offset
         offset > length - width)
         return 0;
     quint64 value = 0;
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+    // The wire's byte order is the machine's: one load instead of a byte at a time.
+    std::memcpy(&value, data + offset, size_t(width));
+#else
     for (int i = width - 1; i >= 0; --i)
         value = (value << 8) | static_cast<quint8>(data[offset + i]);
+#endif
     return value;
 }
 

@@ -2,6 +2,7 @@
 
 #include "PacketHeader.h"
 
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -12,6 +13,18 @@ namespace {
 const size_t compactHead = 1024;
 
 } // namespace
+
+inline PacketQueue::Fifo* PacketQueue::find(quint8 kind, quint8 subKind) const
+{
+    const SubKindSlots* subKinds = slots[kind].get();
+    return subKinds == nullptr ? nullptr : (*subKinds)[subKind];
+}
+
+inline PacketQueue::Fifo& PacketQueue::findOrAdd(quint8 kind, quint8 subKind)
+{
+    Fifo* fifo = find(kind, subKind);
+    return fifo != nullptr ? *fifo : add(kind, subKind);
+}
 
 void PacketQueue::append(const QByteArray& frame)
 {
@@ -48,9 +61,7 @@ QByteArray PacketQueue::take(quint8 kind, quint8 subKind)
     QByteArray frame = std::move(fifo->frames[fifo->head]);
     ++fifo->head;
     if (fifo->head == fifo->frames.size()) {
-        fifo->frames.clear();
-        fifo->head = 0;
-        fifo->firstFresh = -1;
+        empty(fifo);
     } else if (fifo->head >= compactHead && fifo->head * 2 >= fifo->frames.size()) {
         fifo->frames.erase(fifo->frames.begin(), fifo->frames.begin() + qint64(fifo->head));
         if (fifo->firstFresh >= 0)
@@ -60,6 +71,29 @@ QByteArray PacketQueue::take(quint8 kind, quint8 subKind)
     --frameCount;
     bytes -= frame.size();
     return frame;
+}
+
+QList<QByteArray> PacketQueue::takeAll(quint8 kind, quint8 subKind)
+{
+    Fifo* fifo = find(kind, subKind);
+    if (fifo == nullptr)
+        return QList<QByteArray>();
+    const auto first = fifo->frames.begin() + qint64(fifo->head);
+    QList<QByteArray> taken(std::make_move_iterator(first),
+                            std::make_move_iterator(fifo->frames.end()));
+    for (const QByteArray& frame : taken)
+        bytes -= frame.size();
+    frameCount -= int(taken.size());
+    empty(fifo);
+    return taken;
+}
+
+// Keeps the memory of the list for the frames to come.
+void PacketQueue::empty(Fifo* fifo)
+{
+    fifo->frames.clear();
+    fifo->head = 0;
+    fifo->firstFresh = -1;
 }
 
 void PacketQueue::unshareFrames()
@@ -86,26 +120,16 @@ void PacketQueue::clear()
     bytes = 0;
 }
 
-PacketQueue::Fifo* PacketQueue::find(quint8 kind, quint8 subKind) const
-{
-    const SubKindSlots* subKinds = slots[kind].get();
-    if (subKinds == nullptr)
-        return nullptr;
-    const int slot = (*subKinds)[subKind];
-    return slot < 0 ? nullptr : fifos[size_t(slot)].get();
-}
-
-PacketQueue::Fifo& PacketQueue::findOrAdd(quint8 kind, quint8 subKind)
+// Apart from findOrAdd, which runs for every frame, so that the rare first
+// frame of a packet does not make every other one pay for its registers.
+Q_NEVER_INLINE PacketQueue::Fifo& PacketQueue::add(quint8 kind, quint8 subKind)
 {
     std::unique_ptr<SubKindSlots>& subKinds = slots[kind];
     if (subKinds == nullptr) {
         subKinds = std::make_unique<SubKindSlots>();
-        subKinds->fill(-1);
+        subKinds->fill(nullptr);
     }
-    int& slot = (*subKinds)[subKind];
-    if (slot < 0) {
-        slot = int(fifos.size());
-        fifos.push_back(std::make_unique<Fifo>());
-    }
-    return *fifos[size_t(slot)];
+    fifos.push_back(std::make_unique<Fifo>());
+    (*subKinds)[subKind] = fifos.back().get();
+    return *fifos.back();
 }

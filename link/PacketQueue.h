@@ -2,6 +2,7 @@
 #define PACKETQUEUE_H
 
 #include <QByteArray>
+#include <QList>
 
 #include <array>
 #include <memory>
@@ -39,6 +40,9 @@ public:
     // Removes and returns the oldest matching frame, or an empty array when
     // none matches (the queue is then left as it was).
     QByteArray take(quint8 kind, quint8 subKind);
+    // Removes and returns every matching frame, oldest first: what take()
+    // until empty returns, without a lookup for each frame.
+    QList<QByteArray> takeAll(quint8 kind, quint8 subKind);
 
     // Gives each frame appended since the last call that is still queued a
     // copy of its own bytes. The receive loop cuts frames as slices of one
@@ -60,11 +64,13 @@ private:
         // -1 when there is none.
         qint64 firstFresh = -1;
     };
-    // Index into fifos of each sub-kind of one kind, -1 where there is none.
-    using SubKindSlots = std::array<int, 256>;
+    // The FIFO of each sub-kind of one kind, null where there is none.
+    using SubKindSlots = std::array<Fifo*, 256>;
 
     Fifo* find(quint8 kind, quint8 subKind) const;
+    void empty(Fifo* fifo);
     Fifo& findOrAdd(quint8 kind, quint8 subKind);
+    Fifo& add(quint8 kind, quint8 subKind);
 
     std::array<std::unique_ptr<SubKindSlots>, 256> slots;
     // One for each packet seen since the last clear(); at most 65536.

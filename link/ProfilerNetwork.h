@@ -3,6 +3,7 @@
 
 #include <QAbstractSocket>
 #include <QByteArray>
+#include <QList>
 #include <QObject>
 #include <QString>
 
@@ -40,6 +41,8 @@ public:
 
     int countPackets(quint8 kind, quint8 subKind) const;
     QByteArray takePacket(quint8 kind, quint8 subKind);
+    // Every queued frame of the packet, oldest first.
+    QList<QByteArray> takeAllPackets(quint8 kind, quint8 subKind);
 
     void subscribe(quint8 kind, quint8 subKind, quint32 rate);
     // Writes a ready-made frame of as many bytes as its own size field says.

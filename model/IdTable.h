@@ -14,8 +14,9 @@
 // lookups walks the array instead of jumping about it: in a network of
 // 100,000 units a jump is a cache miss that the next lookup has to wait for.
 // The groups themselves are placed by a hash seeded per process like QHash's,
-// so a target cannot choose identifiers that meet in one probe sequence; at
-// worst its identifiers share one slot per group. Entries are only added;
+// from all the bits outside the ordered ones, so a target cannot choose
+// identifiers that meet in one probe sequence; at worst its identifiers share
+// one slot per group. Entries are only added;
 // reset() empties the table for the next network.
 template <typename Value> class IdTable
 {
@@ -67,6 +68,16 @@ public:
 
     qsizetype size() const { return count; }
 
+    // The number of slots a lookup of key walks: what a hostile choice of
+    // identifiers would try to make long.
+    qsizetype probeLength(quint64 key) const
+    {
+        qsizetype walked = 1;
+        for (size_t i = home(key); slots[i].used && slots[i].key != key; i = (i + 1) & mask())
+            ++walked;
+        return walked;
+    }
+
 private:
     struct Slot
     {
@@ -78,8 +89,12 @@ private:
     size_t mask() const { return slots.size() - 1; }
     size_t home(quint64 key) const
     {
+        // The bits below the alignment choose the group too: a key that
+        // breaks the alignment must land in a group of its own, not probe
+        // through every key that agrees with it above the alignment.
         const quint64 ordered = key >> shift;
-        const size_t group = qHash(ordered >> groupBits, QHashSeed::globalSeed());
+        const quint64 below = key & ((quint64(1) << shift) - 1);
+        const size_t group = qHashMulti(QHashSeed::globalSeed(), ordered >> groupBits, below);
         return ((group << groupBits) | size_t(ordered & ((1u << groupBits) - 1))) & mask();
     }
 

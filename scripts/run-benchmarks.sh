@@ -143,12 +143,12 @@ missing() {
 # second of the reading thread's own processor time, so that the other loads
 # of the machine weigh less; wall-clock rates are in the raw output. The floor
 # is only a floor when the sender outruns it: the sender alone, into a reader
-# that drops the bytes unread, must be at least twice as fast in wall time.
+# that drops the bytes unread, must take at least twice as many frames a second
+# of wall time as the floor reads in a second of its processor time.
 ingest_rows() {
     local label="$1" bare_name="$2" link_name="$3" whole_name="$4" link_goal="$5" whole_goal="$6"
-    local bare link whole alone wall
+    local bare link whole alone
     bare=$(value report.json "$bare_name" frames_per_cpu_second)
-    wall=$(value report.json "$bare_name" frames_per_second)
     alone=$(value report.json "$bare_name" sender_alone_frames_per_second)
     link=$(value report.json "$link_name" frames_per_cpu_second)
     whole=$(value report.json "$whole_name" frames_per_cpu_second)
@@ -157,8 +157,8 @@ ingest_rows() {
         return
     fi
     row "Flood sender alone, $label (wall time)" "$(calc '%.0f frames/s' "$alone")" \
-        "$(calc '%.0f frames/s' "$wall") (bare recv loop)" "$(calc '%.2fx' "$alone/$wall")" \
-        ">= 2x" "$(met "$(calc '%.4f' "$alone/$wall")" '>=' 2)"
+        "$(calc '%.0f frames/cpu-s' "$bare") (bare recv loop)" "$(calc '%.2fx' "$alone/$bare")" \
+        ">= 2x" "$(met "$(calc '%.4f' "$alone/$bare")" '>=' 2)"
     if [[ -n "$link" ]]; then
         row "Link ingest, link + 5 decoders, $label" "$(calc '%.0f frames/cpu-s' "$link")" \
             "$(calc '%.0f frames/cpu-s' "$bare") (bare recv loop)" \

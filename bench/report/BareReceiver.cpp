@@ -56,12 +56,20 @@ int BareReceiver::connectTo(quint16 port)
 }
 
 // MSG_TRUNC on a TCP socket drops the bytes in the kernel instead of copying
-// them into the buffer.
+// them into the buffer. The reader asks to be woken only when many megabytes
+// wait, and as usual again for the last ones: each wake-up costs the sender
+// too, since on loopback the sending thread queues the bytes for the reader.
 bool BareReceiver::discardAll(int fd, qint64 byteCount)
 {
+    int wakeBytes = byteCount > 2 * discardWakeBytes ? int(discardWakeBytes) : 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVLOWAT, &wakeBytes, sizeof wakeBytes);
     while (byteCount > 0) {
+        if (wakeBytes > 1 && byteCount <= 2 * discardWakeBytes) {
+            wakeBytes = 1;
+            ::setsockopt(fd, SOL_SOCKET, SO_RCVLOWAT, &wakeBytes, sizeof wakeBytes);
+        }
         const size_t step = size_t(qMin(byteCount, bufferBytes));
-        const ssize_t got = ::recv(fd, buffer, step, MSG_TRUNC);
+        const ssize_t got = ::recv(fd, buffer, step, MSG_TRUNC | MSG_WAITALL);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)

@@ -36,6 +36,7 @@ private:
 
     static constexpr int headerBytes = 12;
     static constexpr qint64 bufferBytes = 256 * 1024;
+    static constexpr qint64 discardWakeBytes = 16 * 1024 * 1024;
 
     char* buffer;
     quint8 endKind;

@@ -49,16 +49,27 @@ void tst_PacketQueue::sameAsSingleList()
             reference.append(frame);
             continue;
         }
-        qsizetype first = -1;
-        int count = 0;
+        QList<qsizetype> matching;
         for (qsizetype i = 0; i < reference.size(); ++i) {
             const PacketHeader header = PacketHeader::read(reference.at(i));
-            if (header.kind == kind && header.subKind == subKind && count++ == 0)
-                first = i;
+            if (header.kind == kind && header.subKind == subKind)
+                matching.append(i);
         }
-        QCOMPARE(queue.count(kind, subKind), count);
-        QCOMPARE(queue.take(kind, subKind), first < 0 ? QByteArray() : reference.takeAt(first));
+        QCOMPARE(queue.count(kind, subKind), int(matching.size()));
+        if (random.bounded(4) == 0) {
+            QList<QByteArray> all;
+            for (qsizetype i = matching.size() - 1; i >= 0; --i)
+                all.prepend(reference.takeAt(matching.at(i)));
+            QCOMPARE(queue.takeAll(kind, subKind), all);
+        } else {
+            QCOMPARE(queue.take(kind, subKind),
+                     matching.isEmpty() ? QByteArray() : reference.takeAt(matching.first()));
+        }
         QCOMPARE(queue.size(), int(reference.size()));
+        qint64 bytes = 0;
+        for (const QByteArray& frame : reference)
+            bytes += frame.size();
+        QCOMPARE(queue.byteCount(), bytes);
     }
 }
 

@@ -1,4 +1,5 @@
 #include "DSPTree.h"
+#include "IdTable.h"
 #include "TestNetwork.h"
 
 #include <QRandomGenerator>
@@ -37,6 +38,8 @@ private Q_SLOTS:
     void groupTable();
     void largeNetwork_data();
     void largeNetwork();
+    void hostileIds_data();
+    void hostileIds();
 };
 
 namespace {
@@ -609,6 +612,34 @@ void TestDSPTreeDecode::largeNetwork()
     QCOMPARE(tree.head.inputs.first().node->inclusiveTime, rootInclusive);
     QVERIFY(std::all_of(tree.nodes.cbegin(), tree.nodes.cend(),
                         [](const DSPNode* node) { return node->depth >= 0; }));
+}
+
+// Ids chosen so that the sample that sets the table's alignment agrees in
+// all but the top bit, and the rest differ only below it: each lookup must
+// still walk a short run of slots, not one chain through every unit.
+void TestDSPTreeDecode::hostileIds_data()
+{
+    QTest::addColumn<int>("alignment");
+    QTest::addColumn<quint64>("step");
+    QTest::newRow("below the alignment") << 63 << quint64(1);
+    QTest::newRow("strided below it") << 40 << (quint64(1) << 20);
+    QTest::newRow("above the ordered bits") << 0 << (quint64(1) << 6);
+}
+
+void TestDSPTreeDecode::hostileIds()
+{
+    QFETCH(int, alignment);
+    QFETCH(quint64, step);
+    const int count = 20000;
+    IdTable<int> table;
+    table.reset(count, alignment);
+    bool added = false;
+    for (int i = 0; i < count; ++i)
+        table.insert(quint64(i) * step, i, &added);
+    qsizetype longest = 0;
+    for (int i = 0; i < count; ++i)
+        longest = std::max(longest, table.probeLength(quint64(i) * step));
+    QVERIFY2(longest < 1024, qPrintable(QString::number(longest)));
 }
 
 QTEST_GUILESS_MAIN(TestDSPTreeDecode)
