@@ -159,22 +159,20 @@ ingest_rows() {
     row "Flood sender alone, $label (wall time)" "$(calc '%.0f frames/s' "$alone")" \
         "$(calc '%.0f frames/cpu-s' "$bare") (bare recv loop)" "$(calc '%.2fx' "$alone/$bare")" \
         ">= 2x" "$(met "$(calc '%.4f' "$alone/$bare")" '>=' 2)"
-    if [[ -n "$link" ]]; then
-        row "Link ingest, link + 5 decoders, $label" "$(calc '%.0f frames/cpu-s' "$link")" \
-            "$(calc '%.0f frames/cpu-s' "$bare") (bare recv loop)" \
-            "$(calc '%.1f %%' "100*$link/$bare")" "$(goal_text "$link_goal")" \
-            "$(goal_met "$(calc '%.4f' "$link/$bare")" "$link_goal")"
-    else
-        missing report.json "$link_name"
+    ratio_row "Link ingest, link + 5 decoders, $label" "$link" "$bare" "$link_goal" "$link_name"
+    ratio_row "Link ingest, whole window, $label" "$whole" "$bare" "$whole_goal" "$whole_name"
+}
+# One ingest row: a rate beside the bare loop's, as a share of it.
+ratio_row() {
+    local label=$1 rate=$2 bare=$3 goal=$4 name=$5
+    if [[ -z "$rate" ]]; then
+        missing report.json "$name"
+        return
     fi
-    if [[ -n "$whole" ]]; then
-        row "Link ingest, whole window, $label" "$(calc '%.0f frames/cpu-s' "$whole")" \
-            "$(calc '%.0f frames/cpu-s' "$bare") (bare recv loop)" \
-            "$(calc '%.1f %%' "100*$whole/$bare")" "$(goal_text "$whole_goal")" \
-            "$(goal_met "$(calc '%.4f' "$whole/$bare")" "$whole_goal")"
-    else
-        missing report.json "$whole_name"
-    fi
+    row "$label" "$(calc '%.0f frames/cpu-s' "$rate")" \
+        "$(calc '%.0f frames/cpu-s' "$bare") (bare recv loop)" \
+        "$(calc '%.1f %%' "100*$rate/$bare")" "$(goal_text "$goal")" \
+        "$(goal_met "$(calc '%.4f' "$rate/$bare")" "$goal")"
 }
 goal_text() { if [[ -n "$1" ]]; then calc '>= %g %%' "100*$1"; else echo none; fi; }
 goal_met() { if [[ -n "$2" ]]; then met "$1" '>=' "$2"; else echo -; fi; }
