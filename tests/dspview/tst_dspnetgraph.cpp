@@ -280,16 +280,9 @@ void TestDSPNetGraph::groups()
     QStringList result;
     for (const GraphGroup& g : f.layOut().groups) {
         const QRect r = g.rect.toRect();
-        result << QStringLiteral("%1/%2/%3,%4,%5,%6/%7/%8/%9")
-                      .arg(g.id)
-                      .arg(g.level)
-                      .arg(r.x())
-                      .arg(r.y())
-                      .arg(r.width())
-                      .arg(r.height())
-                      .arg(g.name)
-                      .arg(g.parentId)
-                      .arg(g.guid);
+        result << QString::asprintf("%llu/%d/%d,%d,%d,%d/", g.id, g.level, r.x(), r.y(), r.width(),
+                                    r.height()) +
+                      g.name + QStringLiteral("/%1/").arg(g.parentId) + g.guid;
     }
     QTEST(result.join(QLatin1Char(' ')), "expected");
 }
