@@ -61,6 +61,18 @@ public:
     QByteArray output;
 };
 
+// A command line written as one text, split at blanks after %1, %2, ... are
+// filled in (a filled-in path may hold blanks of its own).
+QStringList words(const QString& line, const QStringList& fill = {})
+{
+    QStringList result = line.split(QLatin1Char(' '));
+    for (QString& word : result) {
+        for (qsizetype i = fill.size(); i > 0; --i)
+            word.replace(QLatin1Char('%') + QString::number(i), fill.at(i - 1));
+    }
+    return result;
+}
+
 QList<CaptureRecord> readAll(const QString& path, CaptureReader::Status* status)
 {
     CaptureReader reader;
@@ -144,9 +156,8 @@ void TestCaptureEndToEnd::relayPassesEveryByteBothWays()
     FakeTarget target;
     const quint16 relayPort = SimProcess::freePort();
     const QString path = file(QStringLiteral("relay.zcap"));
-    Capture relay({QStringLiteral("record"), QStringLiteral("--target"),
-                   QStringLiteral("127.0.0.1:%1").arg(target.port()), QStringLiteral("--listen"),
-                   QString::number(relayPort), QStringLiteral("-o"), path});
+    Capture relay(words("record --target 127.0.0.1:%1 --listen %2 -o %3",
+                        {QString::number(target.port()), QString::number(relayPort), path}));
     QVERIFY(relay.waitFor("recording"));
     QTcpSocket profiler;
     profiler.connectToHost(QHostAddress::LocalHost, relayPort);
@@ -212,9 +223,8 @@ void TestCaptureEndToEnd::killedRecorderLosesAtMostASecond()
     SimProcess sim;
     QVERIFY(sim.start());
     const QString path = file(QStringLiteral("killed-%1.zcap").arg(killAfterMs));
-    Capture relay({QStringLiteral("record"), QStringLiteral("--target"),
-                   QStringLiteral("127.0.0.1:%1").arg(sim.port()), QStringLiteral("--subscribe"),
-                   QStringLiteral("-o"), path});
+    Capture relay(words("record --target 127.0.0.1:%1 --subscribe -o %2",
+                        {QString::number(sim.port()), path}));
     QVERIFY(relay.waitFor("recording"));
     QElapsedTimer clock;
     clock.start();
@@ -237,7 +247,7 @@ void TestCaptureEndToEnd::killedRecorderLosesAtMostASecond()
              qPrintable(QStringLiteral("last frame at %1 ms, killed at %2 ms")
                             .arg(lastFrameUs / 1000)
                             .arg(killedAtMs)));
-    Capture info({QStringLiteral("info"), path});
+    Capture info(words("info %1", {path}));
     QVERIFY(info.waitFor("end: cut off"));
 }
 
@@ -247,9 +257,8 @@ void TestCaptureEndToEnd::replayShowsWhatTheDirectRunShowed()
     QVERIFY(sim->start());
     const QString path = file(QStringLiteral("session.zcap"));
     const quint16 relayPort = SimProcess::freePort();
-    Capture relay({QStringLiteral("record"), QStringLiteral("--target"),
-                   QStringLiteral("127.0.0.1:%1").arg(sim->port()), QStringLiteral("--listen"),
-                   QString::number(relayPort), QStringLiteral("-o"), path});
+    Capture relay(words("record --target 127.0.0.1:%1 --listen %2 -o %3",
+                        {QString::number(sim->port()), QString::number(relayPort), path}));
     QVERIFY(relay.waitFor("recording"));
     ProfilerForm live;
     live.resize(1000, 720);
@@ -265,8 +274,7 @@ void TestCaptureEndToEnd::replayShowsWhatTheDirectRunShowed()
     QCOMPARE(relay.stop(), 0);
 
     const quint16 replayPort = SimProcess::freePort();
-    Capture replay(
-        {QStringLiteral("replay"), path, QStringLiteral("--port"), QString::number(replayPort)});
+    Capture replay(words("replay %1 --port %2", {path, QString::number(replayPort)}));
     QVERIFY(replay.waitFor("replaying"));
     ProfilerForm replayed;
     replayed.resize(1000, 720);
@@ -298,42 +306,27 @@ void TestCaptureEndToEnd::badUseGetsOneLineAndAnError_data()
     QFile existing(file(QStringLiteral("csv/cpu.csv")));
     existing.open(QIODevice::WriteOnly);
     existing.close();
-    const QString busy = QString::number(portInUse.serverPort());
-    const QString nobody = QStringLiteral("127.0.0.1:%1").arg(FakeTarget::unusedPort());
-    const QString fresh = file(QStringLiteral("never.zcap"));
-
-    QTest::newRow("missing file") << QStringList{QStringLiteral("info"), file(QStringLiteral("no"))}
-                                  << 1 << QStringLiteral("cannot read");
-    QTest::newRow("not a capture")
-        << QStringList{QStringLiteral("info"), dir.path()} << 1 << QStringLiteral("cannot read");
-    QTest::newRow("newer format") << QStringList{QStringLiteral("info"), newer.fileName()} << 1
-                                  << QStringLiteral("newer than this program reads");
-    QTest::newRow("output exists")
-        << QStringList{QStringLiteral("record"),      QStringLiteral("--target"), nobody,
-                       QStringLiteral("--subscribe"), QStringLiteral("-o"),       capture}
-        << 1 << QStringLiteral("exists (use --force");
-    QTest::newRow("listen port in use") << QStringList{QStringLiteral("record"),
-                                                       QStringLiteral("--target"),
-                                                       nobody,
-                                                       QStringLiteral("--listen"),
-                                                       busy,
-                                                       QStringLiteral("-o"),
-                                                       fresh}
-                                        << 1 << QStringLiteral("cannot listen on port");
-    QTest::newRow("target refuses")
-        << QStringList{QStringLiteral("record"),      QStringLiteral("--target"), nobody,
-                       QStringLiteral("--subscribe"), QStringLiteral("-o"),       fresh}
-        << 1 << QStringLiteral("cannot reach the target");
-    QTest::newRow("replay port in use")
-        << QStringList{QStringLiteral("replay"), capture, QStringLiteral("--port"), busy} << 1
-        << QStringLiteral("cannot listen on port");
-    QTest::newRow("csv exists") << QStringList{QStringLiteral("export"), capture,
-                                               QStringLiteral("--csv"), file(QStringLiteral("csv"))}
-                                << 1 << QStringLiteral("exists (use --force");
-    QTest::newRow("no output named")
-        << QStringList{QStringLiteral("record"), QStringLiteral("--target"), nobody,
-                       QStringLiteral("--subscribe")}
-        << 2 << QStringLiteral("-o FILE is needed");
+    // %1 an empty capture, %2 one of a newer format, %3 a port in use, %4 a
+    // target that refuses, %5 a file that must not come to be, %6 the folder.
+    const QStringList fill{capture,
+                           newer.fileName(),
+                           QString::number(portInUse.serverPort()),
+                           QStringLiteral("127.0.0.1:%1").arg(FakeTarget::unusedPort()),
+                           file(QStringLiteral("never.zcap")),
+                           dir.path()};
+    const auto row = [&fill](const char* name, const char* line, int exitCode, const char* text) {
+        QTest::newRow(name) << words(QString::fromLatin1(line), fill) << exitCode
+                            << QString::fromLatin1(text);
+    };
+    row("missing file", "info %6/no", 1, "cannot read");
+    row("not a capture", "info %6", 1, "cannot read");
+    row("newer format", "info %2", 1, "newer than this program reads");
+    row("output exists", "record --target %4 --subscribe -o %1", 1, "exists (use --force");
+    row("listen port in use", "record --target %4 --listen %3 -o %5", 1, "cannot listen on port");
+    row("target refuses", "record --target %4 --subscribe -o %5", 1, "cannot reach the target");
+    row("replay port in use", "replay %1 --port %3", 1, "cannot listen on port");
+    row("csv exists", "export %1 --csv %6/csv", 1, "exists (use --force");
+    row("no output named", "record --target %4 --subscribe", 2, "-o FILE is needed");
 }
 
 void TestCaptureEndToEnd::badUseGetsOneLineAndAnError()

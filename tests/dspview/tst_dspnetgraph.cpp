@@ -38,10 +38,8 @@ private Q_SLOTS:
     void scaleAndSize_data();
     void scaleAndSize();
     void repaintsMerge();
-    void stateColour_data();
-    void stateColour();
-    void meters_data();
-    void meters();
+    void plateColour_data();
+    void plateColour();
     void paintedTexts_data();
     void paintedTexts();
     void platesAtPixelRatio_data();
@@ -89,10 +87,8 @@ QColor throughGlass(const QImage& plate, const QColor& under, QPoint at)
     return image.pixelColor(at);
 }
 
-// Unit A stands at (210, 10) in R<-A; (10, 12) inside its plate is clear of
-// text and rim.
+// Unit A stands at (210, 10) in R<-A.
 const QPoint plateA(210, 10);
-const QPoint probe(10, 12);
 
 class PaintCount : public QObject
 {
@@ -284,16 +280,9 @@ void TestDSPNetGraph::groups()
     QStringList result;
     for (const GraphGroup& g : f.layOut().groups) {
         const QRect r = g.rect.toRect();
-        result << QStringLiteral("%1/%2/%3,%4,%5,%6/%7/%8/%9")
-                      .arg(g.id)
-                      .arg(g.level)
-                      .arg(r.x())
-                      .arg(r.y())
-                      .arg(r.width())
-                      .arg(r.height())
-                      .arg(g.name)
-                      .arg(g.parentId)
-                      .arg(g.guid);
+        result << QString::asprintf("%llu/%d/%d,%d,%d,%d/", g.id, g.level, r.x(), r.y(), r.width(),
+                                    r.height()) +
+                      g.name + QStringLiteral("/%1/").arg(g.parentId) + g.guid;
     }
     QTEST(result.join(QLatin1Char(' ')), "expected");
 }
@@ -423,51 +412,79 @@ void TestDSPNetGraph::repaintsMerge()
     QVERIFY(!timer->isActive()); // nothing left for a second update()
 }
 
-void TestDSPNetGraph::stateColour_data()
+// Unit A: name "Lowpass:2", id 0x12ff, group 0xabc0; CPU scale 0.0 to 0.2.
+// A probe at (10, 12) of the plate sees the state colour; one at column 6
+// sees the first meter, whose bar spans rows 13 to 51 from the plate's top 10.
+void TestDSPNetGraph::plateColour_data()
 {
     QTest::addColumn<QString>("options");
     QTest::addColumn<QString>("highlight");
-    QTest::addColumn<int>("cpuMode"); // 0 off, 1 exclusive share, 2 inclusive share
-    QTest::addColumn<float>("share"); // the other share stays 0
+    QTest::addColumn<int>("cpuMode");  // 0 off, 1 exclusive share, 2 inclusive share
+    QTest::addColumn<float>("share");  // the other share stays 0
+    QTest::addColumn<int>("decibels"); // of the first meter; 1000: meters hidden
+    QTest::addColumn<QPoint>("at");
     QTest::addColumn<QColor>("colour");
 
     const QColor active(66, 186, 255), white(Qt::white), magenta(Qt::magenta);
     const QColor green = QColor::fromHsv(120, 255, 255), yellow = QColor::fromHsv(60, 255, 255),
                  red = QColor::fromHsv(0, 255, 255);
+    const QColor meterBackground(194, 233, 255), bar(Qt::darkGreen);
+    const int none = 1000;
+    const QPoint state(10, 12);
+    const auto meter = [](int row) { return QPoint(6, row - 10); };
     // clang-format off
-    QTest::newRow("active") << "" << "" << 0 << 0.0f << active;
-    QTest::newRow("bypassed is white") << "bypass:A" << "" << 0 << 0.0f << white;
-    QTest::newRow("inactive is the backdrop") << "off:A inactive" << "" << 0 << 0.0f << backdrop;
-    QTest::newRow("bypass beats inactive") << "off:A bypass:A inactive" << "" << 0 << 0.0f << white;
-    QTest::newRow("highlight beats bypass") << "bypass:A" << "pass: 2" << 0 << 0.0f << magenta;
-    QTest::newRow("name search is case-sensitive") << "" << "lowpass" << 0 << 0.0f << active;
-    QTest::newRow("id tail") << "" << "0xFF" << 0 << 0.0f << magenta;
-    QTest::newRow("whole id zero-filled") << "" << "0x00000000000012ff" << 0 << 0.0f << magenta;
-    QTest::newRow("group id tail") << "" << "0xbc0" << 0 << 0.0f << magenta;
-    QTest::newRow("id digits not at the end") << "" << "0x12" << 0 << 0.0f << active;
-    QTest::newRow("capital X is a name search") << "" << "0XFF" << 0 << 0.0f << active;
-    QTest::newRow("0x alone is a name search") << "" << "0x" << 0 << 0.0f << active;
-    QTest::newRow("cpu at the low end: green") << "" << "" << 1 << 0.0f << green;
-    QTest::newRow("cpu half way: yellow") << "" << "" << 1 << 0.1f << yellow;
-    QTest::newRow("cpu above the high end: red") << "" << "" << 1 << 0.7f << red;
-    QTest::newRow("inclusive share chosen") << "" << "" << 2 << 0.1f << yellow;
-    QTest::newRow("inactive ignores cpu") << "off:A inactive" << "" << 1 << 0.1f << backdrop;
+    QTest::newRow("active") << "" << "" << 0 << 0.0f << none << state << active;
+    QTest::newRow("bypassed is white") << "bypass:A" << "" << 0 << 0.0f << none << state << white;
+    QTest::newRow("inactive is the backdrop") << "off:A inactive" << "" << 0 << 0.0f << none << state
+        << backdrop;
+    QTest::newRow("bypass beats inactive") << "off:A bypass:A inactive" << "" << 0 << 0.0f << none
+        << state << white;
+    QTest::newRow("highlight beats bypass") << "bypass:A" << "pass: 2" << 0 << 0.0f << none << state
+        << magenta;
+    QTest::newRow("name search is case-sensitive") << "" << "lowpass" << 0 << 0.0f << none << state
+        << active;
+    QTest::newRow("id tail") << "" << "0xFF" << 0 << 0.0f << none << state << magenta;
+    QTest::newRow("whole id zero-filled") << "" << "0x00000000000012ff" << 0 << 0.0f << none
+        << state << magenta;
+    QTest::newRow("group id tail") << "" << "0xbc0" << 0 << 0.0f << none << state << magenta;
+    QTest::newRow("id digits not at the end") << "" << "0x12" << 0 << 0.0f << none << state << active;
+    QTest::newRow("capital X is a name search") << "" << "0XFF" << 0 << 0.0f << none << state
+        << active;
+    QTest::newRow("0x alone is a name search") << "" << "0x" << 0 << 0.0f << none << state << active;
+    QTest::newRow("cpu at the low end: green") << "" << "" << 1 << 0.0f << none << state << green;
+    QTest::newRow("cpu half way: yellow") << "" << "" << 1 << 0.1f << none << state << yellow;
+    QTest::newRow("cpu above the high end: red") << "" << "" << 1 << 0.7f << none << state << red;
+    QTest::newRow("inclusive share chosen") << "" << "" << 2 << 0.1f << none << state << yellow;
+    QTest::newRow("inactive ignores cpu") << "off:A inactive" << "" << 1 << 0.1f << none << state
+        << backdrop;
+    QTest::newRow("0 dB reaches the top") << "" << "" << 0 << 0.0f << 0 << meter(15) << bar;
+    QTest::newRow("+3 dB is full and red") << "" << "" << 0 << 0.0f << 3 << meter(15)
+        << QColor(Qt::darkRed);
+    QTest::newRow("-80 dB draws no bar") << "" << "" << 0 << 0.0f << -80 << meter(50)
+        << meterBackground;
+    QTest::newRow("-40 dB: inside the half bar") << "" << "" << 0 << 0.0f << -40 << meter(34) << bar;
+    QTest::newRow("-40 dB: above the half bar") << "" << "" << 0 << 0.0f << -40 << meter(31)
+        << meterBackground;
+    QTest::newRow("inactive draws no meters") << "off:A inactive" << "" << 0 << 0.0f << 0
+        << meter(40) << backdrop;
     // clang-format on
 }
 
-// Low end 0.0, high end 0.2. The unit: name "Lowpass:2", id 0x12ff, group 0xabc0.
-void TestDSPNetGraph::stateColour()
+void TestDSPNetGraph::plateColour()
 {
     QFETCH(QString, options);
     QFETCH(QString, highlight);
     QFETCH(int, cpuMode);
     QFETCH(float, share);
+    QFETCH(int, decibels);
+    QFETCH(QPoint, at);
     QFETCH(QColor, colour);
     GraphFixture f(QStringLiteral("R<-A"));
     TestNode& a = f.net.node(QStringLiteral("A"));
     a.name = QStringLiteral("Lowpass:2");
     a.id = 0x12ff;
     a.groupId = 0xabc0;
+    a.decibels = {qint8(qBound(-128, decibels, 127)), 0};
     f.apply(options);
     f.load();
     DSPNode* unit = f.tree.nodes.value(0x12ff);
@@ -477,44 +494,10 @@ void TestDSPNetGraph::stateColour()
     f.graph.setMaxCPU(0.2f);
     f.graph.setShowCPUUsage(cpuMode > 0);
     f.graph.setInclusiveCPU(cpuMode == 2);
+    f.graph.setShowVolumeLevels(decibels != 1000);
     const QImage plate = plateImage();
-    QVERIFY(throughGlass(plate, Qt::black, probe) != throughGlass(plate, Qt::white, probe));
-    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + probe), throughGlass(plate, colour, probe));
-}
-
-// A's state rectangle spans rows 13 to 51; its first meter columns 213 to 219.
-void TestDSPNetGraph::meters_data()
-{
-    QTest::addColumn<QString>("options");
-    QTest::addColumn<int>("decibels");
-    QTest::addColumn<int>("row");
-    QTest::addColumn<QColor>("colour");
-
-    const QColor background(194, 233, 255);
-    const QColor bar(Qt::darkGreen);
-    // clang-format off
-    QTest::newRow("0 dB reaches the top") << "" << 0 << 15 << bar;
-    QTest::newRow("+3 dB is full and red") << "" << 3 << 15 << QColor(Qt::darkRed);
-    QTest::newRow("-80 dB draws no bar") << "" << -80 << 50 << background;
-    QTest::newRow("-40 dB: inside the half bar") << "" << -40 << 34 << bar;
-    QTest::newRow("-40 dB: above the half bar") << "" << -40 << 31 << background;
-    QTest::newRow("inactive draws no meters") << "off:A inactive" << 0 << 40 << backdrop;
-    // clang-format on
-}
-
-void TestDSPNetGraph::meters()
-{
-    QFETCH(QString, options);
-    QFETCH(int, decibels);
-    QFETCH(int, row);
-    QFETCH(QColor, colour);
-    GraphFixture f(QStringLiteral("R<-A"));
-    f.apply(options);
-    f.net.node(QStringLiteral("A")).decibels = {qint8(decibels), 0};
-    f.load();
-    f.graph.setShowVolumeLevels(true);
-    const QPoint at(6, row - plateA.y());
-    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + at), throughGlass(plateImage(), colour, at));
+    QVERIFY(throughGlass(plate, Qt::black, at) != throughGlass(plate, Qt::white, at));
+    QCOMPARE(renderGraph(f.graph).pixelColor(plateA + at), throughGlass(plate, colour, at));
 }
 
 // The plates' font as the window sets it up.

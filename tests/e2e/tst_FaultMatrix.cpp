@@ -75,7 +75,8 @@ private Q_SLOTS:
     void cleanup();
     void fault_data();
     void fault();
-    void disabledUnitTurnsInactiveOnScreen();
+    void menuCommandShowsOnScreen_data();
+    void menuCommandShowsOnScreen();
 
 private:
     void startTarget(const QStringList& arguments);
@@ -83,10 +84,8 @@ private:
     void clickConnect();
     void expectDecoding(int minimumSamples);
     QString look() const { return form->look(); }
-    QString status() const;
+    QString status() const { return child<QLabel>("statusLabel")->text(); }
     double graphFingerprint() const;
-    void resetSampleSpies();
-    int fewestSamples() const;
 
     template <typename T> T* child(const char* name) const { return form->child<T>(name); }
 
@@ -234,27 +233,46 @@ void TestFaultMatrix::fault()
     QCOMPARE(form->errorBoxes, errorBoxes);
 }
 
-// A right click on a plate and "Active" in its real menu, as a user does it:
-// the target logs the command and the plate comes back inactive.
-void TestFaultMatrix::disabledUnitTurnsInactiveOnScreen()
+// A right click on a plate and an entry of its real menu, as a user does it:
+// the target logs the command and the plate comes back in its new state.
+void TestFaultMatrix::menuCommandShowsOnScreen_data()
 {
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QString>("logged");
+
+    QTest::newRow("Active disables") << "Active"
+                                     << "command enable id";
+    QTest::newRow("Bypass bypasses") << "Bypass"
+                                     << "command bypass id";
+}
+
+void TestFaultMatrix::menuCommandShowsOnScreen()
+{
+    QFETCH(QString, entry);
+    QFETCH(QString, logged);
     startTarget({});
     QVERIFY(sim->waitForLine(QStringLiteral("listening on"), 10000));
     clickConnect();
     DSPNetGraph* graph = form->findChild<DSPNetGraph*>();
     const QString name = QStringLiteral("Music Stream A");
-    QTRY_VERIFY_WITH_TIMEOUT(findPlate(graph, name) && findPlate(graph, name)->active, 5000);
+    const bool bypass = entry == QLatin1String("Bypass");
+    const auto shows = [&](bool changed) {
+        const GraphNode* plate = findPlate(graph, name);
+        return plate && (bypass ? plate->bypass : !plate->active) == changed;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(shows(false), 5000);
 
     // The plate's middle, in widget pixels.
     const GraphNode* plate = findPlate(graph, name);
     const QPoint click = QPointF(plate->position + QPoint(60, 22)).toPoint() * graph->scale();
-    QTimer::singleShot(200, graph, [] { chooseFromOpenMenu(QStringLiteral("Active")); });
+    QTimer::singleShot(200, graph, [entry] { chooseFromOpenMenu(entry); });
     QTest::mouseClick(graph, Qt::RightButton, {}, click);
 
-    QTRY_VERIFY_WITH_TIMEOUT(sim->count(QStringLiteral("command enable id")) > 0, 5000);
-    const QString command = sim->lines().filter(QStringLiteral("command enable id")).first();
-    QVERIFY2(command.endsWith(QStringLiteral("= 0 (%1)").arg(name)), qPrintable(command));
-    QTRY_VERIFY_WITH_TIMEOUT(findPlate(graph, name) && !findPlate(graph, name)->active, 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(sim->count(logged) > 0, 5000);
+    const QString command = sim->lines().filter(logged).first();
+    QVERIFY2(command.endsWith(QStringLiteral("= %1 (%2)").arg(int(bypass)).arg(name)),
+             qPrintable(command));
+    QTRY_VERIFY_WITH_TIMEOUT(shows(true), 5000);
 }
 
 // Starts the simulator on the row's port. A target that refuses at first
@@ -285,16 +303,18 @@ void TestFaultMatrix::clickConnect()
 // graph is laid out from a newer snapshot than the one on screen now.
 void TestFaultMatrix::expectDecoding(int minimumSamples)
 {
-    resetSampleSpies();
+    for (const auto& spy : sampleSpies)
+        spy->clear();
+    const auto fewestSamples = [this] {
+        int fewest = INT_MAX;
+        for (const auto& spy : sampleSpies)
+            fewest = qMin(fewest, int(spy->count()));
+        return fewest;
+    };
     const double before = graphFingerprint();
     QTRY_VERIFY_WITH_TIMEOUT(fewestSamples() >= minimumSamples, 15000);
     QTRY_VERIFY_WITH_TIMEOUT(graphFingerprint() != before, 5000);
     QVERIFY(!form->findChild<DSPNetGraph*>()->graphNodes().isEmpty());
-}
-
-QString TestFaultMatrix::status() const
-{
-    return child<QLabel>("statusLabel")->text();
 }
 
 // Changes with every snapshot of the simulated target, whose loads and
@@ -309,20 +329,6 @@ double TestFaultMatrix::graphFingerprint() const
             sum += double(level);
     }
     return sum;
-}
-
-void TestFaultMatrix::resetSampleSpies()
-{
-    for (const auto& spy : sampleSpies)
-        spy->clear();
-}
-
-int TestFaultMatrix::fewestSamples() const
-{
-    int fewest = INT_MAX;
-    for (const auto& spy : sampleSpies)
-        fewest = qMin(fewest, int(spy->count()));
-    return fewest;
 }
 
 QTEST_MAIN(TestFaultMatrix)

@@ -12,8 +12,6 @@ class TestResidentMemory : public QObject
 private Q_SLOTS:
     void parse_data();
     void parse();
-    void growth_data();
-    void growth();
     void followsTheProcess();
 };
 
@@ -38,26 +36,6 @@ void TestResidentMemory::parse()
     QFETCH(QByteArray, text);
     QFETCH(qint64, kilobytes);
     QCOMPARE(ResidentMemory::parseKilobytes(text), kilobytes);
-}
-
-void TestResidentMemory::growth_data()
-{
-    QTest::addColumn<qint64>("first");
-    QTest::addColumn<qint64>("last");
-    QTest::addColumn<double>("percent");
-
-    QTest::newRow("unchanged") << qint64(40000) << qint64(40000) << 0.0;
-    QTest::newRow("a tenth more, the soak's limit") << qint64(40000) << qint64(44000) << 10.0;
-    QTest::newRow("shrunk") << qint64(40000) << qint64(30000) << -25.0;
-    QTest::newRow("no reference") << qint64(0) << qint64(2000) << 0.0;
-}
-
-void TestResidentMemory::growth()
-{
-    QFETCH(qint64, first);
-    QFETCH(qint64, last);
-    QFETCH(double, percent);
-    QCOMPARE(ResidentMemory::growthPercent(first, last), percent);
 }
 
 // The figure is this process's own: touching 32 MB shows in it.

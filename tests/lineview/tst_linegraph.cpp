@@ -41,7 +41,6 @@ private Q_SLOTS:
     void runningMaximum();
     void groupMaximum_data();
     void groupMaximum();
-    void unchangedSettersEmitNothing();
     void labelIgnoresRepeats();
     void legendNumbers_data();
     void legendNumbers();
@@ -263,70 +262,55 @@ void TestLineGraph::runningMaximum()
     QCOMPARE(spy.count(), samples.size());
 }
 
+// Series a and b of one group, driven by steps: "a:on" and "a:off" switch a
+// series, "a=4" gives it a sample, "auto:0" and "auto:1" set the mode, "max:5"
+// the manual maximum. After each step: the group's maximum and the number of
+// signals the group sent for it.
 void TestLineGraph::groupMaximum_data()
 {
-    // Two series with peaks 4 and 9; the second may be off; the group may be
-    // set to 5 by hand before the samples, and may go back to auto after them.
-    QTest::addColumn<bool>("secondActive");
-    QTest::addColumn<bool>("manual");
-    QTest::addColumn<bool>("backToAuto");
-    QTest::addColumn<float>("expected");
+    QTest::addColumn<QStringList>("steps");
+    QTest::addColumn<QStringList>("after");
 
-    QTest::newRow("auto follows largest active") << true << false << false << 9.0f;
-    QTest::newRow("auto ignores inactive series") << false << false << false << 4.0f;
-    QTest::newRow("manual ignores samples") << true << true << false << 5.0f;
-    QTest::newRow("back to auto recomputes at once") << true << true << true << 9.0f;
+    QTest::newRow("auto follows the largest active series, down to 0")
+        << QStringList{"a:on", "b:on", "a=4", "b=9", "b:off", "a:off"}
+        << QStringList{"0/1", "0/1", "4/1", "9/1", "4/1", "0/1"};
+    QTest::newRow("auto ignores an inactive series; its samples still reach the plot")
+        << QStringList{"a:on", "a=4", "b=9"} << QStringList{"0/1", "4/1", "4/1"};
+    QTest::newRow("manual ignores samples and switches")
+        << QStringList{"a:on", "b:on", "auto:0", "max:5", "a=4", "b=9", "a:off"}
+        << QStringList{"0/1", "0/1", "0/1", "5/1", "5/1", "5/1", "5/1"};
+    QTest::newRow("back to auto recomputes at once")
+        << QStringList{"a:on", "b:on", "auto:0", "max:5", "a=4", "b=9", "auto:1"}
+        << QStringList{"0/1", "0/1", "0/1", "5/1", "5/1", "5/1", "9/1"};
+    QTest::newRow("unchanged values send nothing; manual keeps the last automatic value")
+        << QStringList{"a:on", "a=3", "a:on", "auto:1", "auto:0", "max:3", "max:6"}
+        << QStringList{"0/1", "3/1", "3/0", "3/0", "3/1", "3/0", "6/1"};
 }
 
 void TestLineGraph::groupMaximum()
 {
-    QFETCH(bool, secondActive);
-    QFETCH(bool, manual);
-    QFETCH(bool, backToAuto);
-    QFETCH(float, expected);
+    QFETCH(QStringList, steps);
+    QFETCH(QStringList, after);
 
     LineValuesGroup group;
-    LineValues* first = group.addLine(QString("a"), Qt::red);
-    LineValues* second = group.addLine(QString("b"), Qt::green);
-    first->setActive(true);
-    second->setActive(secondActive);
-    if (manual) {
-        group.setAutoMaximum(false);
-        group.setMaximum(5.0f);
-    }
+    LineValues* lines[] = {group.addLine(QString("a"), Qt::red),
+                           group.addLine(QString("b"), Qt::green)};
     QSignalSpy spy(&group, SIGNAL(dataChanged()));
-    first->addValue(4.0f);
-    second->addValue(9.0f);
-    QCOMPARE(spy.count(), 2); // every sample reaches the plot, in either mode
-    if (backToAuto) {
-        group.setAutoMaximum(true);
+    for (int i = 0; i < steps.size(); ++i) {
+        const QString& step = steps.at(i);
+        LineValues* line = lines[step.startsWith('b') ? 1 : 0];
+        if (step.startsWith("auto:")) {
+            group.setAutoMaximum(step.endsWith('1'));
+        } else if (step.startsWith("max:")) {
+            group.setMaximum(step.mid(4).toFloat());
+        } else if (step.at(1) == '=') {
+            line->addValue(step.mid(2).toFloat());
+        } else {
+            line->setActive(step.endsWith("on"));
+        }
+        QCOMPARE(QString("%1/%2").arg(group.maximum()).arg(spy.count()), after.at(i));
+        spy.clear();
     }
-    QCOMPARE(group.maximum(), expected);
-
-    // Switching the series off drops an automatic scale at once.
-    first->setActive(false);
-    second->setActive(false);
-    QCOMPARE(group.maximum(), group.autoMaximum() ? 0.0f : 5.0f);
-}
-
-void TestLineGraph::unchangedSettersEmitNothing()
-{
-    LineValuesGroup group;
-    LineValues* line = group.addLine(QString("a"), Qt::red);
-    line->setActive(true);
-    line->addValue(3.0f);
-    QSignalSpy lineSpy(line, SIGNAL(dataChanged()));
-    QSignalSpy groupSpy(&group, SIGNAL(dataChanged()));
-    line->setActive(true);
-    group.setAutoMaximum(true);
-    QCOMPARE(lineSpy.count() + groupSpy.count(), 0);
-
-    group.setAutoMaximum(false);
-    QCOMPARE(group.maximum(), 3.0f); // the last automatic value stays
-    group.setMaximum(3.0f);
-    QCOMPARE(groupSpy.count(), 1);
-    group.setMaximum(6.0f);
-    QCOMPARE(groupSpy.count(), 2);
 }
 
 // The size that a new text pins, and its pixels, are checked with the window's
