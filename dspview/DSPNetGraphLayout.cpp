@@ -104,6 +104,8 @@ void DSPNetGraphLayout::resetLayout()
     sendSidechainLines.clear();
     ellipsisPoints.clear();
     placedFrom.clear();
+    sendingPlates.clear();
+    platesKey = 0;
 }
 
 // The tree kept its shape and its nodes: only the shares and the meters of
@@ -216,6 +218,10 @@ void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
     record.inclusiveCPU = node->inclusiveCPU;
     record.exclusiveCPU = node->exclusiveCPU;
     copyLevels(node, &record);
+    platesKey = qHashMulti(platesKey, record.name, position.x(), position.y(), record.id,
+                           record.groupId, record.active, record.bypass);
+    if (record.sendTargetId != 0)
+        sendingPlates.push_back(nodes.size() - 1);
     placedFrom.push_back(node);
     addToGroup(node->groupId, position);
 }
@@ -351,9 +357,8 @@ QPoint& DSPNetGraphLayout::positionOf(const DSPNode* node)
 void DSPNetGraphLayout::collectSendLines(const DSPTree& tree)
 {
     const QPoint centre(sendOffsetX, lineOffsetY);
-    for (const GraphNode& node : std::as_const(nodes)) {
-        if (node.sendTargetId == 0)
-            continue;
+    for (const qsizetype sending : sendingPlates) {
+        const GraphNode& node = nodes.at(sending);
         const DSPNode* target = tree.nodes.value(node.sendTargetId);
         const qsizetype plate = target ? plateAt[size_t(target->keyPlace)] : -1;
         if (plate >= 0 && nodes.at(plate).id == node.sendTargetId)
