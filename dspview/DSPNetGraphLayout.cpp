@@ -97,7 +97,7 @@ void DSPNetGraphLayout::resetLayout()
     currentRow = 0;
     maxX = 0;
     maxY = 0;
-    nodes.clear();
+    placedCount = 0;
     standardLines.clear();
     sendLines.clear();
     sidechainLines.clear();
@@ -151,6 +151,7 @@ void DSPNetGraphLayout::layoutNetwork(DSPNode* root, qsizetype unitCount)
         finishNode(step);
         steps.pop_back();
     }
+    nodes.resize(placedCount);
 }
 
 void DSPNetGraphLayout::visitNextInput(LayoutStep& step, std::vector<LayoutStep>& steps)
@@ -203,8 +204,11 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
 
 void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
 {
-    plateAt[size_t(node->keyPlace)] = nodes.size();
-    GraphNode& record = nodes.emplaceBack();
+    const qsizetype index = placedCount++;
+    plateAt[size_t(node->keyPlace)] = index;
+    // The plates of the last pass are written over, every field, instead of
+    // being freed and made again: their level lists keep their storage.
+    GraphNode& record = index < nodes.size() ? nodes[index] : nodes.emplaceBack();
     // Most names have no ':' and then share the unit's text.
     record.name = node->name;
     if (record.name.contains(QLatin1Char(':')))
@@ -221,7 +225,7 @@ void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
     platesKey = qHashMulti(platesKey, record.name, position.x(), position.y(), record.id,
                            record.groupId, record.active, record.bypass);
     if (record.sendTargetId != 0)
-        sendingPlates.push_back(nodes.size() - 1);
+        sendingPlates.push_back(index);
     placedFrom.push_back(node);
     addToGroup(node->groupId, position);
 }

@@ -138,6 +138,9 @@ private:
     std::vector<const DSPNode*> placedFrom;
     // The index in nodes of each plate that sends somewhere, in order.
     std::vector<qsizetype> sendingPlates;
+    // The plates placed so far in this pass; those of nodes behind them are
+    // the last pass's, to be written over.
+    qsizetype placedCount = 0;
     LayoutInputs laidOut;
     // Index of each group id in groups, so that placing a node needs no search.
     QHash<quint64, qsizetype> groupIndexes;
