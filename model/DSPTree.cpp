@@ -372,10 +372,12 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         refreshValues(frame, version);
     } else {
         const char* cursor = frame.constData() + first;
-        DSPNodeTable decoded;
         // The units of the shape before last are read over, not freed: a new
         // unit then costs no allocation for its name, levels or inputs, and
         // a large network is not freed and made again for each new shape.
+        // Its table is filled again likewise.
+        DSPNodeTable decoded;
+        decoded.swap(retiredNodes);
         ReadOrder order;
         retiredOrder.giveBlocksTo(order);
         DSPNode decodedHead;
@@ -383,7 +385,7 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
                       order))
             return false;
         retiredOrder = std::move(readOrder);
-        deleteNodes();
+        retiredNodes.swap(nodes);
         nodes.swap(decoded);
         readOrder = std::move(order);
         head = std::move(decodedHead);

@@ -167,6 +167,8 @@ private:
     // The units of the shape before, not referred to any more: the next new
     // shape is read over them.
     ReadOrder retiredOrder;
+    // The table of the shape before, not referred to any more.
+    DSPNodeTable retiredNodes;
     QByteArray acceptedFrame;
     QByteArray acceptedGroupFrame;
 };
