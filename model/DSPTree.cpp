@@ -531,21 +531,22 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         // The entry is made before the inputs are read, so a record inside the
         // unit's own inputs that repeats its id finds it and closes a loop. A
         // new unit is read straight into its place in the store.
-        DSPNode* entry = table.value(readId(cursor, version));
-        const bool repeated = entry != nullptr;
+        bool added = false;
+        DSPNode* entry = table.findOrAdd(readId(cursor, version), &added,
+                                         [&] { return order.allocate((end - cursor) / size); });
+        const bool repeated = !added;
         RecordLinks links;
         if (repeated) {
             DSPNode again;
             readRecord(cursor, version, &again, &links);
         } else {
-            entry = order.allocate((end - cursor) / size);
             readRecord(cursor, version, entry, &links);
             entry->inclusiveTime = entry->exclusiveTime;
             // Its place in nodes, which the depth walk and the key of the
             // view index by (computeDepth, computeKeyPlaces).
-            entry->depth = int(table.size());
+            entry->depth = int(table.size() - 1);
             entry->keyPlace = entry->depth;
-            if (table.isEmpty())
+            if (table.size() == 1)
                 firstHighBits = entry->id >> 32;
             order.highBitsShared &= (entry->id >> 32) == firstHighBits;
         }
@@ -553,7 +554,6 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         order.isNew.push_back(!repeated);
         if (!repeated) {
             entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
-            table.add(entry->id, entry);
             order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
