@@ -97,13 +97,15 @@ void DSPNetGraphLayout::resetLayout()
     currentRow = 0;
     maxX = 0;
     maxY = 0;
-    nodes.clear();
+    placedCount = 0;
     standardLines.clear();
     sendLines.clear();
     sidechainLines.clear();
     sendSidechainLines.clear();
     ellipsisPoints.clear();
     placedFrom.clear();
+    sendingPlates.clear();
+    platesKey = 0;
 }
 
 // The tree kept its shape and its nodes: only the shares and the meters of
@@ -149,6 +151,7 @@ void DSPNetGraphLayout::layoutNetwork(DSPNode* root, qsizetype unitCount)
         finishNode(step);
         steps.pop_back();
     }
+    nodes.resize(placedCount);
 }
 
 void DSPNetGraphLayout::visitNextInput(LayoutStep& step, std::vector<LayoutStep>& steps)
@@ -201,8 +204,11 @@ void DSPNetGraphLayout::enterNode(const DSPConnection& connection, QPoint parent
 
 void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
 {
-    plateAt[size_t(node->keyPlace)] = nodes.size();
-    GraphNode& record = nodes.emplaceBack();
+    const qsizetype index = placedCount++;
+    plateAt[size_t(node->keyPlace)] = index;
+    // The plates of the last pass are written over, every field, instead of
+    // being freed and made again: their level lists keep their storage.
+    GraphNode& record = index < nodes.size() ? nodes[index] : nodes.emplaceBack();
     // Most names have no ':' and then share the unit's text.
     record.name = node->name;
     if (record.name.contains(QLatin1Char(':')))
@@ -216,6 +222,10 @@ void DSPNetGraphLayout::placeNode(const DSPNode* node, QPoint position)
     record.inclusiveCPU = node->inclusiveCPU;
     record.exclusiveCPU = node->exclusiveCPU;
     copyLevels(node, &record);
+    platesKey = qHashMulti(platesKey, record.name, position.x(), position.y(), record.id,
+                           record.groupId, record.active, record.bypass);
+    if (record.sendTargetId != 0)
+        sendingPlates.push_back(index);
     placedFrom.push_back(node);
     addToGroup(node->groupId, position);
 }
@@ -351,9 +361,8 @@ QPoint& DSPNetGraphLayout::positionOf(const DSPNode* node)
 void DSPNetGraphLayout::collectSendLines(const DSPTree& tree)
 {
     const QPoint centre(sendOffsetX, lineOffsetY);
-    for (const GraphNode& node : std::as_const(nodes)) {
-        if (node.sendTargetId == 0)
-            continue;
+    for (const qsizetype sending : sendingPlates) {
+        const GraphNode& node = nodes.at(sending);
         const DSPNode* target = tree.nodes.value(node.sendTargetId);
         const qsizetype plate = target ? plateAt[size_t(target->keyPlace)] : -1;
         if (plate >= 0 && nodes.at(plate).id == node.sendTargetId)

@@ -76,6 +76,11 @@ public:
     QList<GraphGroup> groups;
     int maxX = 0;
     int maxY = 0;
+    // A hash of every plate's name, position, id, group and flags, in the
+    // order of nodes, made as each plate is placed: the plates' names lie
+    // scattered over the heap, and a large network's are out of the caches
+    // again by the time a second pass over the plates would read them.
+    size_t platesKey = 0;
     // Changes with every pass that rebuilt the lists rather than refreshing
     // the plates' values; no two layouts share a value, 0 is none.
     quint64 listsVersion = 0;
@@ -131,6 +136,11 @@ private:
     // The unit each entry of nodes was made from; valid while the tree keeps
     // the shape of laidOut.
     std::vector<const DSPNode*> placedFrom;
+    // The index in nodes of each plate that sends somewhere, in order.
+    std::vector<qsizetype> sendingPlates;
+    // The plates placed so far in this pass; those of nodes behind them are
+    // the last pass's, to be written over.
+    qsizetype placedCount = 0;
     LayoutInputs laidOut;
     // Index of each group id in groups, so that placing a node needs no search.
     QHash<quint64, qsizetype> groupIndexes;

@@ -27,10 +27,7 @@ void DSPNetGraphRepaint::layoutDone(const DSPNetGraphLayout& layout,
 
 size_t DSPNetGraphRepaint::hashShape(const DSPNetGraphLayout& layout)
 {
-    size_t seed = qHashMulti(0, layout.maxX, layout.maxY, layout.nodes.size());
-    for (const GraphNode& node : layout.nodes)
-        seed = qHashMulti(seed, node.name, node.position.x(), node.position.y(), node.id,
-                          node.groupId, node.active, node.bypass);
+    size_t seed = qHashMulti(0, layout.maxX, layout.maxY, layout.nodes.size(), layout.platesKey);
     for (const QList<QLine>* lines : {&layout.standardLines, &layout.sendLines,
                                       &layout.sidechainLines, &layout.sendSidechainLines}) {
         seed = qHash(lines->size(), seed);

@@ -29,13 +29,6 @@ void DSPNodeTable::reset(qsizetype expected, int alignment)
     ordered.reserve(size_t(expected));
 }
 
-void DSPNodeTable::add(quint64 id, DSPNode* node)
-{
-    bool added = false;
-    byId.insert(id, node, &added);
-    ordered.push_back(node);
-}
-
 void DSPNodeTable::swap(DSPNodeTable& other)
 {
     std::swap(byId, other.byId);

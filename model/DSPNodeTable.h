@@ -38,8 +38,18 @@ public:
     // Empties the table and makes room for `expected` units whose ids agree
     // in their `alignment` low bits.
     void reset(qsizetype expected, int alignment = 0);
-    // Adds a unit whose id is not in the table yet.
-    void add(quint64 id, DSPNode* node);
+    // The unit with this id; when there is none, the unit that make()
+    // returns, added under it behind the others. `added` tells which. One
+    // walk of the table where a lookup and an add would take two.
+    template <typename Make> DSPNode* findOrAdd(quint64 id, bool* added, Make make)
+    {
+        DSPNode*& slot = byId.insert(id, nullptr, added);
+        if (*added) {
+            slot = make();
+            ordered.push_back(slot);
+        }
+        return slot;
+    }
     void swap(DSPNodeTable& other);
 
 private:

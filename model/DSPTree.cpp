@@ -93,6 +93,35 @@ QString readName(const char* p, int width)
     return QString::fromUtf8(p, static_cast<qsizetype>(qstrnlen(p, width)));
 }
 
+// readName into a unit's own text. A plain ASCII name, as nearly all are, is
+// widened in place, so a unit read over a retired one keeps its storage.
+void readUnitName(const char* p, int width, QString* into)
+{
+    const qsizetype length = static_cast<qsizetype>(qstrnlen(p, width));
+    const auto* bytes = reinterpret_cast<const uchar*>(p);
+    if (length == 0 || std::any_of(bytes, bytes + length, [](uchar c) { return c >= 0x80; })) {
+        *into = readName(p, width);
+        return;
+    }
+    into->resize(length);
+    QChar* out = into->data();
+    for (qsizetype i = 0; i < length; ++i)
+        out[i] = QLatin1Char(p[i]);
+}
+
+// A unit of a retired shape made ready to be read into: every field as a new
+// unit has it, but its text and lists keep their storage.
+void recycle(DSPNode* node)
+{
+    DSPNode fresh;
+    fresh.name.swap(node->name);
+    fresh.volumeLevels.swap(node->volumeLevels);
+    fresh.inputs.swap(node->inputs);
+    fresh.volumeLevels.resize(0);
+    fresh.inputs.resize(0);
+    *node = std::move(fresh);
+}
+
 int levelCount(const char* p)
 {
     return std::min<int>(readU8(p), maxLevels);
@@ -173,7 +202,7 @@ bool sameRecordShape(const char* a, const char* b, int size, const ValueRanges& 
 void readVersion0(const char* r, DSPNode* node, RecordLinks* links)
 {
     node->id = static_cast<quint64>(static_cast<qint64>(readI32(r)));
-    node->name = readName(r + 4, 32);
+    readUnitName(r + 4, 32, &node->name);
     links->inputCount = readI32(r + 36);
     node->active = readU8(r + 40) != 0;
 }
@@ -181,7 +210,7 @@ void readVersion0(const char* r, DSPNode* node, RecordLinks* links)
 void readVersion2(const char* r, DSPNode* node, RecordLinks* links)
 {
     node->id = readU64(r);
-    node->name = readName(r + 8, 32);
+    readUnitName(r + 8, 32, &node->name);
     links->inputCount = readI32(r + 40);
     node->active = readU8(r + 44) != 0;
     node->bypass = readU8(r + 45) != 0;
@@ -191,7 +220,7 @@ void readVersion4(const char* r, int version, DSPNode* node, RecordLinks* links)
 {
     node->id = readU64(r);
     node->groupId = readU64(r + 8);
-    node->name = readName(r + 16, 32);
+    readUnitName(r + 16, 32, &node->name);
     links->inputCount = readI32(r + 48);
     node->active = readU8(r + 52) != 0;
     node->bypass = readU8(r + 53) != 0;
@@ -210,7 +239,7 @@ void readVersion6(const char* r, DSPNode* node, RecordLinks* links)
     node->bypass = (flags & 0x02) != 0;
     links->send = (flags & 0x04) != 0;
     links->sidechain = (flags & 0x08) != 0;
-    node->name = readName(r + 62, 32);
+    readUnitName(r + 62, 32, &node->name);
 }
 
 // The id of the record at r, as readRecord reads it.
@@ -341,20 +370,22 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         return false;
     if (sameShape(frame, version)) {
         refreshValues(frame, version);
-        // Freeing a large network takes milliseconds: the units of a replaced
-        // shape are freed in a pass that only refreshed values, not in the one
-        // that decoded their replacement.
-        retiredOrder = ReadOrder();
     } else {
         const char* cursor = frame.constData() + first;
+        // The units of the shape before last are read over, not freed: a new
+        // unit then costs no allocation for its name, levels or inputs, and
+        // a large network is not freed and made again for each new shape.
+        // Its table is filled again likewise.
         DSPNodeTable decoded;
+        decoded.swap(retiredNodes);
         ReadOrder order;
+        retiredOrder.giveBlocksTo(order);
         DSPNode decodedHead;
         if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
                       order))
             return false;
         retiredOrder = std::move(readOrder);
-        deleteNodes();
+        retiredNodes.swap(nodes);
         nodes.swap(decoded);
         readOrder = std::move(order);
         head = std::move(decodedHead);
@@ -480,6 +511,7 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     const qint64 size = recordSize(version);
     const qint64 capacity = std::min<qint64>((end - cursor) / size, 1 << 24);
     table.reset(capacity, idAlignment(cursor, capacity, size, version));
+    order.trimSpare(capacity);
     order.isNew.reserve(size_t(capacity));
     order.parent.reserve(size_t(capacity));
     order.links.reserve(size_t(capacity));
@@ -499,21 +531,22 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         // The entry is made before the inputs are read, so a record inside the
         // unit's own inputs that repeats its id finds it and closes a loop. A
         // new unit is read straight into its place in the store.
-        DSPNode* entry = table.value(readId(cursor, version));
-        const bool repeated = entry != nullptr;
+        bool added = false;
+        DSPNode* entry = table.findOrAdd(readId(cursor, version), &added,
+                                         [&] { return order.allocate((end - cursor) / size); });
+        const bool repeated = !added;
         RecordLinks links;
         if (repeated) {
             DSPNode again;
             readRecord(cursor, version, &again, &links);
         } else {
-            entry = order.allocate((end - cursor) / size);
             readRecord(cursor, version, entry, &links);
             entry->inclusiveTime = entry->exclusiveTime;
             // Its place in nodes, which the depth walk and the key of the
             // view index by (computeDepth, computeKeyPlaces).
-            entry->depth = int(table.size());
+            entry->depth = int(table.size() - 1);
             entry->keyPlace = entry->depth;
-            if (table.isEmpty())
+            if (table.size() == 1)
                 firstHighBits = entry->id >> 32;
             order.highBitsShared &= (entry->id >> 32) == firstHighBits;
         }
@@ -521,7 +554,6 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         order.isNew.push_back(!repeated);
         if (!repeated) {
             entry->inputs.reserve(std::clamp<qint64>(links.inputCount, 0, (end - cursor) / size));
-            table.add(entry->id, entry);
             order.parent.push_back(pending.back().index);
         }
         pending.back().node->inputs.append(DSPConnection{entry, links.sidechain, links.send});
@@ -540,11 +572,37 @@ DSPNode* DSPTree::ReadOrder::allocate(qint64 capacity)
 {
     const qint64 blockSize = 4096;
     if (blocks.empty() || usedInLast == blocks.back().size) {
-        const qint64 size = std::max<qint64>(std::min(capacity, blockSize), 1);
-        blocks.push_back({std::make_unique<DSPNode[]>(size_t(size)), size});
+        if (nextSpare < spare.size()) {
+            blocks.push_back(std::move(spare[nextSpare++]));
+            blocks.back().recycled = true;
+        } else {
+            const qint64 size = std::max<qint64>(std::min(capacity, blockSize), 1);
+            blocks.push_back({std::make_unique<DSPNode[]>(size_t(size)), size, false});
+        }
         usedInLast = 0;
     }
-    return &blocks.back().nodes[size_t(usedInLast++)];
+    Block& block = blocks.back();
+    DSPNode* node = &block.nodes[size_t(usedInLast++)];
+    if (block.recycled)
+        recycle(node);
+    return node;
+}
+
+void DSPTree::ReadOrder::giveBlocksTo(ReadOrder& into)
+{
+    for (Block& block : blocks)
+        into.spare.push_back(std::move(block));
+    for (size_t i = nextSpare; i < spare.size(); ++i)
+        into.spare.push_back(std::move(spare[i]));
+    *this = ReadOrder();
+}
+
+void DSPTree::ReadOrder::trimSpare(qint64 units)
+{
+    size_t keep = nextSpare;
+    for (qint64 held = 0; keep < spare.size() && held < units; ++keep)
+        held += spare[keep].size;
+    spare.erase(spare.begin() + std::ptrdiff_t(keep), spare.end());
 }
 
 qint8 DSPTree::levelToDecibels(quint32 rawLevel)

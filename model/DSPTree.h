@@ -121,11 +121,17 @@ private:
         {
             std::unique_ptr<DSPNode[]> nodes;
             qint64 size;
+            bool recycled; // its units are a retired shape's, to be read over
         };
 
         // A new unit in the store; capacity is the most units the snapshot
         // can still make, this one included.
         DSPNode* allocate(qint64 capacity);
+        // Hands every block over to `into`, whose units are then read over
+        // these instead of new ones, and empties this order.
+        void giveBlocksTo(ReadOrder& into);
+        // Frees the spare blocks beyond those that `units` units fill.
+        void trimSpare(qint64 units);
 
         std::vector<bool> isNew;
         std::vector<int> parent;
@@ -134,6 +140,9 @@ private:
         std::vector<std::pair<int, int>> links;
         std::vector<Block> blocks;
         qint64 usedInLast = 0;
+        // Blocks of a retired shape, taken in order from nextSpare on.
+        std::vector<Block> spare;
+        size_t nextSpare = 0;
         bool highBitsShared = true; // all unit ids agree in their high 32 bits
     };
 
@@ -155,8 +164,11 @@ private:
     void sendText(quint8 kind, quint8 version, const QString& text);
 
     ReadOrder readOrder;
-    // The units of the shape before, not referred to any more.
+    // The units of the shape before, not referred to any more: the next new
+    // shape is read over them.
     ReadOrder retiredOrder;
+    // The table of the shape before, not referred to any more.
+    DSPNodeTable retiredNodes;
     QByteArray acceptedFrame;
     QByteArray acceptedGroupFrame;
 };

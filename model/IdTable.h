@@ -17,7 +17,10 @@
 // from all the bits outside the ordered ones, so a target cannot choose
 // identifiers that meet in one probe sequence; at worst its identifiers share
 // one slot per group. Entries are only added;
-// reset() empties the table for the next network.
+// reset() empties the table for the next network. A slot belongs to the
+// current contents only if it carries the table's stamp, so a reset that
+// keeps the capacity writes nothing: a large network's table is megabytes,
+// and clearing them would only push them out of the caches.
 template <typename Value> class IdTable
 {
 public:
@@ -30,8 +33,11 @@ public:
         size_t capacity = 16;
         while (capacity < size_t(std::max<qsizetype>(expected, 0)) * 2)
             capacity *= 2;
-        slots.assign(capacity, Slot());
         count = 0;
+        if (slots.size() == capacity && ++stamp != 0)
+            return;
+        slots.assign(capacity, Slot());
+        stamp = 1;
     }
 
     const Value* find(quint64 key) const
@@ -40,7 +46,7 @@ public:
             return nullptr;
         for (size_t i = home(key);; i = (i + 1) & mask()) {
             const Slot& slot = slots[i];
-            if (!slot.used)
+            if (slot.stamp != stamp)
                 return nullptr;
             if (slot.key == key)
                 return &slot.value;
@@ -55,11 +61,12 @@ public:
             grow();
         for (size_t i = home(key);; i = (i + 1) & mask()) {
             Slot& slot = slots[i];
-            if (slot.used && slot.key != key)
+            const bool used = slot.stamp == stamp;
+            if (used && slot.key != key)
                 continue;
-            *added = !slot.used;
-            if (!slot.used) {
-                slot = Slot{key, value, true};
+            *added = !used;
+            if (!used) {
+                slot = Slot{key, value, stamp};
                 ++count;
             }
             return slot.value;
@@ -73,7 +80,8 @@ public:
     qsizetype probeLength(quint64 key) const
     {
         qsizetype walked = 1;
-        for (size_t i = home(key); slots[i].used && slots[i].key != key; i = (i + 1) & mask())
+        for (size_t i = home(key); slots[i].stamp == stamp && slots[i].key != key;
+             i = (i + 1) & mask())
             ++walked;
         return walked;
     }
@@ -83,7 +91,7 @@ private:
     {
         quint64 key = 0;
         Value value{};
-        bool used = false;
+        quint32 stamp = 0; // in use while it equals the table's stamp
     };
 
     size_t mask() const { return slots.size() - 1; }
@@ -102,10 +110,11 @@ private:
     {
         std::vector<Slot> old;
         old.swap(slots);
+        const quint32 oldStamp = stamp;
         reset(std::max<qsizetype>(count * 2, 8), shift);
         for (const Slot& slot : old) {
             bool added = false;
-            if (slot.used)
+            if (slot.stamp == oldStamp)
                 insert(slot.key, slot.value, &added);
         }
     }
@@ -115,6 +124,7 @@ private:
     std::vector<Slot> slots;
     qsizetype count = 0;
     int shift = 0;
+    quint32 stamp = 1;
 };
 
 #endif // IDTABLE_H

@@ -268,8 +268,17 @@ void TestDSPTreeDecode::versionFields()
     TestNode& a = net.node("A");
     a = TestNode{id, "Éa:1", 77, 88, false, true, 70000, {1.0f, 0.5f}, {-3, 7, 100}, -1};
     DSPTree tree(nullptr);
+    // Read over the units of two older shapes, with every field set otherwise
+    // and longer texts and lists: nothing of them may show through.
+    TestNetwork older("R<-A+send,B; A<-C");
+    older.node("A") = TestNode{5, "Longer name", 6, 7, true, false, 9, {}, {1, 2, 3, 4, 5}, -1};
+    for (const char* rootName : {"Reverb Return", "Reverb Return 2"}) {
+        older.node("R").name = QString::fromLatin1(rootName);
+        QVERIFY(tree.acceptNetworkFrame(older.snapshot(6)));
+    }
     QSignalSpy status(&tree, SIGNAL(statusChanged(QString)));
     QVERIFY(tree.acceptNetworkFrame(net.snapshot(version)));
+    QCOMPARE(tree.head.inputs.first().node->name, QStringLiteral("R"));
 
     QCOMPARE(summary(tree), expected);
     QCOMPARE(tree.networkVersion, version);
