@@ -82,6 +82,7 @@ private:
     void deliverQueue();
     void writeFrame(const char* data, quint32 size);
     void failLink();
+    void dropStream();
 
     QTcpSocket* socket;
     PacketQueue* packetQueue;
