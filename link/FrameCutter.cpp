@@ -10,43 +10,6 @@
 
 namespace {
 
-// Makes frames that share a block's memory instead of copies of its bytes.
-// Like any QByteArray that shares its data, a frame copies itself before a
-// change. Counting each frame into the block's reference count on its own
-// would be a locked instruction per frame, a good part of the link's time in
-// a flood of small frames: the slicer counts in as many frames as the block
-// can hold at once, and gives back the ones it did not make when it goes. The
-// count thus never falls below the number of arrays that share the block.
-class BlockSlicer
-{
-public:
-    explicit BlockSlicer(QByteArray& block)
-    {
-        // Bytes that are not the array's own (fromRawData) have no count.
-        if (block.data_ptr().d_ptr() == nullptr)
-            block.detach();
-        header = block.data_ptr().d_ptr();
-        bytes = block.data_ptr().data();
-        spare = int(block.size() / PacketHeader::headerSize);
-        header->ref_.fetchAndAddRelaxed(spare);
-    }
-    ~BlockSlicer() { header->ref_.fetchAndAddRelaxed(-spare); }
-    BlockSlicer(const BlockSlicer&) = delete;
-    BlockSlicer& operator=(const BlockSlicer&) = delete;
-
-    // At most one frame for each header's length of the block.
-    QByteArray slice(qint64 at, quint32 length)
-    {
-        --spare;
-        return QByteArray(QByteArray::DataPointer(header, bytes + at, qsizetype(length)));
-    }
-
-private:
-    QTypedArrayData<char>* header;
-    char* bytes;
-    int spare;
-};
-
 // The most taken in one read. A socket holds at most what the system lets a
 // receive buffer grow to, far less; a device that holds more is read in turns.
 const qint64 maxReadBytes = PacketHeader::maxFrameSize;
@@ -97,7 +60,7 @@ void FrameCutter::reset()
 // Queues every whole frame of the stream that the block completes, and keeps
 // the start of the last one if it is not whole; false when a header cannot be
 // framed.
-bool FrameCutter::cutBlock(QByteArray& block)
+bool FrameCutter::cutBlock(const QByteArray& block)
 {
     qint64 at = 0;
     if (!pending.isEmpty()) {
@@ -106,7 +69,7 @@ bool FrameCutter::cutBlock(QByteArray& block)
             return false;
     }
     const qint64 size = block.size();
-    BlockSlicer slicer(block);
+    packetQueue->holdBlock(block);
     while (size - at >= PacketHeader::headerSize) {
         const PacketHeader header =
             PacketHeader::read(block.constData() + at, PacketHeader::headerSize);
@@ -114,7 +77,7 @@ bool FrameCutter::cutBlock(QByteArray& block)
             return false;
         if (qint64(header.size) > size - at)
             break;
-        packetQueue->append(slicer.slice(at, header.size));
+        packetQueue->appendView(block.constData() + at, qsizetype(header.size));
         at += header.size;
     }
     if (at == size)

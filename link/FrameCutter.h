@@ -10,13 +10,14 @@ class QIODevice;
 
 // Cuts whole frames out of a byte stream and appends them to a queue.
 //
-// Each call takes all the bytes that the device holds in one read, and each
-// whole frame among them is queued as a slice of the block that the read
-// returned. A socket hands over the block that it read the system's bytes
-// into, without a copy, so a frame's bytes are not copied at all on their
-// way from the socket to the queue, and a busy target's thousands of small
-// sample frames between two passes of the event loop cost one read, not a
-// call into the device for each header and each frame.
+// Each call takes all the bytes that the device holds in one read, the queue
+// holds the block that the read returned until the end of the pass, and each
+// whole frame in it is queued as a view of the block. A socket hands over the
+// block that it read the system's bytes into, without a copy, so a frame's
+// bytes are not copied at all on their way from the socket to the queue, and
+// a busy target's thousands of small sample frames between two passes of the
+// event loop cost one read, not a call into the device for each header and
+// each frame.
 //
 // The bytes of a frame that has not wholly arrived are kept by the cutter, in
 // an array of their own that the next reads complete, so the cutter holds part
@@ -54,7 +55,7 @@ public:
     qint64 pendingBytes() const { return pending.size(); }
 
 private:
-    bool cutBlock(QByteArray& block);
+    bool cutBlock(const QByteArray& block);
     qint64 finishPending(const QByteArray& block);
     qint64 fillPending(qint64 length, const QByteArray& block, qint64 from);
     bool canFrame(const PacketHeader& header) const;

@@ -70,10 +70,19 @@ QByteArray PacketQueue::take(quint8 kind, quint8 subKind)
     }
     --frameCount;
     bytes -= frame.size();
+    own(frame);
     return frame;
 }
 
 QList<QByteArray> PacketQueue::takeAll(quint8 kind, quint8 subKind)
+{
+    QList<QByteArray> taken = borrowAll(kind, subKind);
+    for (QByteArray& frame : taken)
+        own(frame);
+    return taken;
+}
+
+QList<QByteArray> PacketQueue::borrowAll(quint8 kind, quint8 subKind)
 {
     Fifo* fifo = find(kind, subKind);
     if (fifo == nullptr)
@@ -86,6 +95,35 @@ QList<QByteArray> PacketQueue::takeAll(quint8 kind, quint8 subKind)
     frameCount -= int(taken.size());
     empty(fifo);
     return taken;
+}
+
+void PacketQueue::holdBlock(const QByteArray& block)
+{
+    heldBlocks.push_back(block);
+}
+
+void PacketQueue::appendView(const char* data, qsizetype size)
+{
+    append(QByteArray::fromRawData(data, size));
+}
+
+// A view becomes a counted slice of the held block that it points into. Bytes
+// that no held block holds are copied: they are nobody's to count.
+void PacketQueue::own(QByteArray& frame)
+{
+    if (frame.data_ptr().d_ptr() != nullptr)
+        return;
+    for (QByteArray& block : heldBlocks) {
+        const qint64 at = frame.constData() - block.constData();
+        if (at >= 0 && at + frame.size() <= block.size()) {
+            QByteArray::DataPointer shared = block.data_ptr();
+            shared.ptr += at;
+            shared.size = frame.size();
+            frame = QByteArray(std::move(shared));
+            return;
+        }
+    }
+    frame = QByteArray(frame.constData(), frame.size());
 }
 
 // Keeps the memory of the list for the frames to come.
@@ -108,6 +146,7 @@ void PacketQueue::unshareFrames()
         fifo->firstFresh = -1;
     }
     freshFifos.clear();
+    heldBlocks.clear();
 }
 
 void PacketQueue::clear()
@@ -116,6 +155,7 @@ void PacketQueue::clear()
     for (std::unique_ptr<SubKindSlots>& subKinds : slots)
         subKinds.reset();
     fifos.clear();
+    heldBlocks.clear();
     frameCount = 0;
     bytes = 0;
 }

@@ -123,6 +123,11 @@ QList<QByteArray> ProfilerNetwork::takeAllPackets(quint8 kind, quint8 subKind)
     return packetQueue->takeAll(kind, subKind);
 }
 
+QList<QByteArray> ProfilerNetwork::borrowAllPackets(quint8 kind, quint8 subKind)
+{
+    return packetQueue->borrowAll(kind, subKind);
+}
+
 void ProfilerNetwork::subscribe(quint8 kind, quint8 subKind, quint32 rate)
 {
     if (!isConnected())
