@@ -26,6 +26,19 @@ inline PacketQueue::Fifo& PacketQueue::findOrAdd(quint8 kind, quint8 subKind)
     return fifo != nullptr ? *fifo : add(kind, subKind);
 }
 
+// The FIFO of the frame whose header starts at `frame`, marked as having got
+// a frame since the last unshareFrames().
+inline PacketQueue::Fifo& PacketQueue::freshFifoFor(const char* frame)
+{
+    Fifo& fifo = findOrAdd(quint8(frame[PacketHeader::kindOffset]),
+                           quint8(frame[PacketHeader::subKindOffset]));
+    if (fifo.firstFresh < 0) {
+        fifo.firstFresh = qint64(fifo.frames.size());
+        freshFifos.push_back(&fifo);
+    }
+    return fifo;
+}
+
 void PacketQueue::append(const QByteArray& frame)
 {
     append(QByteArray(frame));
@@ -36,15 +49,18 @@ void PacketQueue::append(QByteArray&& frame)
     if (frame.size() < PacketHeader::headerSize)
         return;
     const qsizetype length = frame.size();
-    Fifo& fifo = findOrAdd(quint8(frame.at(PacketHeader::kindOffset)),
-                           quint8(frame.at(PacketHeader::subKindOffset)));
-    if (fifo.firstFresh < 0) {
-        fifo.firstFresh = qint64(fifo.frames.size());
-        freshFifos.push_back(&fifo);
-    }
-    fifo.frames.push_back(std::move(frame));
+    freshFifoFor(frame.constData()).frames.push_back(std::move(frame));
     ++frameCount;
     bytes += length;
+}
+
+// The link's path for every frame of a flood, kept apart from append() so that
+// the view is made in its place in the list.
+void PacketQueue::appendView(const char* data, qsizetype size)
+{
+    freshFifoFor(data).frames.push_back(QByteArray::fromRawData(data, size));
+    ++frameCount;
+    bytes += size;
 }
 
 int PacketQueue::count(quint8 kind, quint8 subKind) const
@@ -100,11 +116,6 @@ QList<QByteArray> PacketQueue::borrowAll(quint8 kind, quint8 subKind)
 void PacketQueue::holdBlock(const QByteArray& block)
 {
     heldBlocks.push_back(block);
-}
-
-void PacketQueue::appendView(const char* data, qsizetype size)
-{
-    append(QByteArray::fromRawData(data, size));
 }
 
 // A view becomes a counted slice of the held block that it points into. Bytes

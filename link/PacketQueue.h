@@ -86,6 +86,7 @@ private:
     void empty(Fifo* fifo);
     Fifo& findOrAdd(quint8 kind, quint8 subKind);
     Fifo& add(quint8 kind, quint8 subKind);
+    Fifo& freshFifoFor(const char* frame);
     void own(QByteArray& frame);
 
     std::array<std::unique_ptr<SubKindSlots>, 256> slots;
