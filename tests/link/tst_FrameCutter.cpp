@@ -62,7 +62,6 @@ private Q_SLOTS:
     void sameFramesAtEverySplit();
     void framesBeyondOneRead_data();
     void framesBeyondOneRead();
-    void leftoversOwnTheirBytes();
 };
 
 void tst_FrameCutter::sameFramesAtEverySplit_data()
@@ -158,27 +157,6 @@ void tst_FrameCutter::framesBeyondOneRead()
     QCOMPARE(outcome.result, FrameCutter::WholeFramesTaken);
     QCOMPARE(outcome.pending, 0);
     QVERIFY(takeExactly(queue, frames));
-}
-
-// Frames are cut as slices of one block; a frame left in the queue after a
-// pass must hold its own bytes, or a frame nobody takes would keep the whole
-// block of the pass alive.
-void tst_FrameCutter::leftoversOwnTheirBytes()
-{
-    const QByteArray taken = TestFrames::frame(PacketKind::CPU, 0, 1, QByteArray(16, '\3'));
-    const QByteArray left = TestFrames::frame(2, 0, 0, QByteArray(8, '\2'));
-    const QByteArray stream = taken.repeated(1000) + left + taken.repeated(1000);
-    PacketQueue queue;
-    FrameCutter cutter(&queue, noQueueCap);
-    ChunkedDevice device(stream);
-    device.reveal(stream.size());
-    QCOMPARE(cutter.cutFrames(&device), FrameCutter::WholeFramesTaken);
-    while (!queue.take(PacketKind::CPU, 0).isEmpty()) {
-    }
-    queue.unshareFrames();
-    QByteArray leftover = queue.take(2, 0);
-    QCOMPARE(leftover, left);
-    QVERIFY(leftover.capacity() < 2 * left.size());
 }
 
 QTEST_GUILESS_MAIN(tst_FrameCutter)
