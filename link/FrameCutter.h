@@ -4,7 +4,7 @@
 #include <QByteArray>
 #include <QtGlobal>
 
-class PacketHeader;
+struct PacketHeader;
 class PacketQueue;
 class QIODevice;
 
