@@ -3,7 +3,7 @@
 #include <cmath>
 
 LineValues::LineValues()
-    : samples(sampleCount, 0.0f), linePen(Qt::white, 2), active(false), peak(0.0f)
+    : samples(sampleCount, 0.0f), linePen(Qt::white, 2), active(false), peak(0.0f), peakStale(false)
 {
     linePen.setCosmetic(true);
 }
@@ -23,11 +23,14 @@ void LineValues::addValue(float value)
     samples.append(value);
     const float dropped = samples.takeFirst();
     if (value >= peak) {
+        // No sample left in the buffer is above the old peak, stale or not.
         peak = value;
+        peakStale = false;
     } else if (dropped == peak) {
-        // The sample that left may have been the only peak; a steady series
-        // never gets here, since its new sample is the peak again.
-        rescanMaximum();
+        // The sample that left may have been the only peak. The buffer is
+        // looked over again when the maximum is asked for, at most once for
+        // a paint, not for each of the many samples that a pass adds.
+        peakStale = true;
     }
     Q_EMIT dataChanged();
 }
@@ -51,8 +54,17 @@ void LineValues::setColor(const QColor& color)
     linePen.setColor(color);
 }
 
-void LineValues::rescanMaximum()
+float LineValues::maximum() const
 {
+    if (peakStale) {
+        rescanMaximum();
+    }
+    return peak;
+}
+
+void LineValues::rescanMaximum() const
+{
+    peakStale = false;
     peak = 0.0f;
     for (float sample : std::as_const(samples)) {
         if (sample > peak) {

@@ -29,19 +29,21 @@ public:
     QString name() const { return seriesName; }
     const QPen& pen() const { return linePen; }
     bool isActive() const { return active; }
-    float maximum() const { return peak; }
+    float maximum() const;
 
 Q_SIGNALS:
     void dataChanged();
 
 private:
-    void rescanMaximum();
+    void rescanMaximum() const;
 
     QList<float> samples;
     QString seriesName;
     QPen linePen;
     bool active;
-    float peak;
+    // At least every sample in the buffer; the largest of them unless stale.
+    mutable float peak;
+    mutable bool peakStale;
 };
 
 #endif // LINEVALUES_H

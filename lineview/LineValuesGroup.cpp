@@ -10,7 +10,7 @@
 #include <cmath>
 
 LineValuesGroup::LineValuesGroup()
-    : decimals(0), scaleMaximum(0.0f), automatic(true), trace(new LineTrace()),
+    : decimals(0), scaleMaximum(0.0f), scaleStale(false), automatic(true), trace(new LineTrace()),
       raster(new LineRaster())
 {
 }
@@ -51,7 +51,7 @@ void LineValuesGroup::setPrecision(int precision)
 void LineValuesGroup::setMaximum(float maximum)
 {
     // Does not look at the mode: the caller leaves automatic mode first.
-    if (maximum == scaleMaximum) {
+    if (maximum == this->maximum()) {
         return;
     }
     scaleMaximum = maximum;
@@ -63,6 +63,9 @@ void LineValuesGroup::setAutoMaximum(bool value)
     if (value == automatic) {
         return;
     }
+    // Leaving automatic mode keeps the last automatic scale, samples up to
+    // now included.
+    maximum();
     automatic = value;
     if (automatic) {
         recomputeMaximum();
@@ -70,16 +73,27 @@ void LineValuesGroup::setAutoMaximum(bool value)
     Q_EMIT dataChanged();
 }
 
+// A pass adds many samples to each series; the scale is made again once when
+// it is next asked for, at most once for a paint.
 void LineValuesGroup::slotLineDataChanged()
 {
     if (automatic) {
-        recomputeMaximum();
+        scaleStale = true;
     }
     Q_EMIT dataChanged();
 }
 
-void LineValuesGroup::recomputeMaximum()
+float LineValuesGroup::maximum() const
 {
+    if (automatic && scaleStale) {
+        recomputeMaximum();
+    }
+    return scaleMaximum;
+}
+
+void LineValuesGroup::recomputeMaximum() const
+{
+    scaleStale = false;
     // Hidden series do not count, however large their samples.
     scaleMaximum = 0.0f;
     for (const LineValues* line : std::as_const(lineList)) {
@@ -94,7 +108,8 @@ void LineValuesGroup::paint(QPainter* painter, QSize size)
     // A zero scale means nothing to show, not even a line on the bottom edge.
     // A negative one can only come from a caller's mistake; draw nothing then
     // rather than an upside-down plot. A plot without area shows nothing.
-    if (!(scaleMaximum > 0.0f) || size.isEmpty()) {
+    const float scale = maximum();
+    if (!(scale > 0.0f) || size.isEmpty()) {
         return;
     }
     // The series are stroked in device pixels into one layer, in their
@@ -105,7 +120,7 @@ void LineValuesGroup::paint(QPainter* painter, QSize size)
     raster->begin(deviceSize.toSize(), ratio);
     for (const LineValues* line : std::as_const(lineList)) {
         if (line->isActive()) {
-            trace->trace(line->values(), deviceSize, double(scaleMaximum));
+            trace->trace(line->values(), deviceSize, double(scale));
             const QPointF* points = trace->points().constData();
             for (const LineTrace::Run& run : trace->runs()) {
                 raster->addPolyline(points + run.first, run.count, line->pen().widthF());

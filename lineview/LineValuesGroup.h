@@ -35,7 +35,7 @@ public:
     QString name() const { return groupName; }
     QString suffix() const { return unitSuffix; }
     int precision() const { return decimals; }
-    float maximum() const { return scaleMaximum; }
+    float maximum() const;
     bool autoMaximum() const { return automatic; }
 
     // Draws the active series over a plot of the given size, the value 0 on the
@@ -49,13 +49,16 @@ public Q_SLOTS:
     void slotLineDataChanged();
 
 private:
-    void recomputeMaximum();
+    void recomputeMaximum() const;
 
     QList<LineValues*> lineList;
     QString groupName;
     QString unitSuffix;
     int decimals;
-    float scaleMaximum;
+    // In automatic mode the largest maximum of the active series, made again
+    // when asked for after a sample came (stale); set by hand otherwise.
+    mutable float scaleMaximum;
+    mutable bool scaleStale;
     bool automatic;
     // Scratch space of paint(), kept between repaints so that its buffers are
     // reused; what it holds is only what the last repaint drew.

@@ -10,23 +10,21 @@
 
 namespace {
 
-// A frame that shares the block's memory instead of a copy of its bytes. Like
-// any QByteArray that shares its data, it copies itself before a change.
-QByteArray sliceOf(QByteArray& block, qint64 at, quint32 length)
-{
-    QByteArray::DataPointer shared = block.data_ptr();
-    shared.ptr += at;
-    shared.size = qsizetype(length);
-    return QByteArray(std::move(shared));
-}
+// The most taken in one read. A socket holds at most what the system lets a
+// receive buffer grow to, far less; a device that holds more is read in turns.
+const qint64 maxReadBytes = PacketHeader::maxFrameSize;
 
 } // namespace
 
-// Frames that no decoder takes stay queued, so without this bound a peer that
-// sends only such frames could make the queue grow until memory runs out.
-inline bool FrameCutter::canQueue(quint32 frameSize) const
+// A size below 12 would not even hold its own header (and 0 would consume
+// nothing, forever); a size above the cap would have the cutter hold whatever
+// the peer chose to announce. And frames that no decoder takes stay queued, so
+// without the queue's bound a peer that sends only such frames could make it
+// grow until memory runs out. Nothing after such a header can be trusted.
+inline bool FrameCutter::canFrame(const PacketHeader& header) const
 {
-    return packetQueue->byteCount() + qint64(frameSize) <= maxQueuedBytes;
+    return header.hasValidSize() &&
+           packetQueue->byteCount() + qint64(header.size) <= maxQueuedBytes;
 }
 
 FrameCutter::FrameCutter(PacketQueue* queue, qint64 maxQueuedBytes)
@@ -34,85 +32,95 @@ FrameCutter::FrameCutter(PacketQueue* queue, qint64 maxQueuedBytes)
 {
 }
 
+// Reading exactly what a socket holds is what lets it hand over its own block
+// instead of copying it.
 FrameCutter::Result FrameCutter::cutFrames(QIODevice* device)
 {
     if (device == nullptr)
         return WholeFramesTaken;
     for (;;) {
-        switch (cutChunk(device)) {
-        case TookFrames:
-            continue;
-        case NeedMoreBytes:
+        const qint64 available = qMin(device->bytesAvailable(), maxReadBytes);
+        if (available <= 0)
             return WholeFramesTaken;
-        case Broken:
+        QByteArray block = device->read(available);
+        if (block.isEmpty())
+            return WholeFramesTaken;
+        if (!cutBlock(block)) {
+            reset();
             return BrokenStream;
         }
     }
 }
 
-// Peeks what the device holds, up to a chunk, queues the whole frames found
-// in it and consumes exactly those.
-FrameCutter::Step FrameCutter::cutChunk(QIODevice* device)
+void FrameCutter::reset()
 {
-    const qint64 available = device->bytesAvailable();
-    if (available < PacketHeader::headerSize)
-        return NeedMoreBytes;
-    QByteArray& chunk = blockFor(qMin(available, chunkBytes));
-    const qint64 peeked = device->peek(chunk.data(), chunk.size());
-    if (peeked < PacketHeader::headerSize)
-        return Broken;
-    qint64 taken = 0;
-    Step step = TookFrames;
-    while (peeked - taken >= PacketHeader::headerSize) {
+    pending = QByteArray();
+}
+
+// Queues every whole frame of the stream that the block completes, and keeps
+// the start of the last one if it is not whole; false when a header cannot be
+// framed.
+bool FrameCutter::cutBlock(const QByteArray& block)
+{
+    qint64 at = 0;
+    if (!pending.isEmpty()) {
+        at = finishPending(block);
+        if (at < 0)
+            return false;
+    }
+    const qint64 size = block.size();
+    packetQueue->holdBlock(block);
+    while (size - at >= PacketHeader::headerSize) {
         const PacketHeader header =
-            PacketHeader::read(chunk.constData() + taken, PacketHeader::headerSize);
-        // A size below 12 would not even hold its own header (and 0 would
-        // consume nothing, forever); a size above the cap would have the
-        // device buffer whatever the peer chose to announce. Neither can be
-        // framed, and nothing after it can be trusted.
-        if (!header.hasValidSize() || !canQueue(header.size)) {
-            step = Broken;
+            PacketHeader::read(block.constData() + at, PacketHeader::headerSize);
+        if (!canFrame(header))
+            return false;
+        if (qint64(header.size) > size - at)
             break;
-        }
-        if (qint64(header.size) > peeked - taken) {
-            // The first frame is larger than a chunk: it comes on its own.
-            if (taken == 0)
-                return takeLargeFrame(device, header.size);
-            break;
-        }
-        packetQueue->append(sliceOf(chunk, taken, header.size));
-        taken += header.size;
+        packetQueue->appendView(block.constData() + at, qsizetype(header.size));
+        at += header.size;
     }
-    if (taken > 0 && device->skip(taken) != taken)
-        return Broken;
-    if (step == Broken)
-        return Broken;
-    // What is left of the peek is less than a frame: either the device holds
-    // more than the chunk, and the next round goes on, or it holds no more.
-    return taken > 0 && peeked < available ? TookFrames : NeedMoreBytes;
+    if (at == size)
+        return true;
+    // A header that has come whole has been checked above; room for the
+    // whole frame spares growing it piece by piece.
+    const qint64 tail = size - at;
+    const qint64 frameSize =
+        tail >= PacketHeader::headerSize
+            ? qint64(PacketHeader::read(block.constData() + at, PacketHeader::headerSize).size)
+            : PacketHeader::headerSize;
+    pending.reserve(qsizetype(frameSize));
+    pending.append(block.constData() + at, qsizetype(tail));
+    return true;
 }
 
-// The frames cut from a block share it. When every one of them is gone, as
-// after a pass in which the decoders took their frames, the block is used
-// again; while one still lives, a new block is made and the old one goes with
-// its last frame.
-QByteArray& FrameCutter::blockFor(qint64 length)
+// Completes the unfinished frame from the head of the block, as far as the
+// block goes, and queues it once it is whole. Returns how many bytes of the
+// block it took, or -1 when its header cannot be framed.
+qint64 FrameCutter::finishPending(const QByteArray& block)
 {
-    if (!block.isDetached() || block.capacity() < length) {
-        block = QByteArray();
-        block.reserve(chunkBytes);
+    qint64 used = fillPending(PacketHeader::headerSize, block, 0);
+    if (pending.size() < PacketHeader::headerSize)
+        return used;
+    const PacketHeader header = PacketHeader::read(pending);
+    if (!canFrame(header))
+        return -1;
+    pending.reserve(header.size);
+    used += fillPending(header.size, block, used);
+    if (pending.size() == qsizetype(header.size)) {
+        packetQueue->append(std::move(pending));
+        pending = QByteArray();
     }
-    block.resize(length);
-    return block;
+    return used;
 }
 
-FrameCutter::Step FrameCutter::takeLargeFrame(QIODevice* device, quint32 frameSize)
+// Appends bytes of the block from `from` on until the unfinished frame holds
+// `length` bytes or the block ends; returns how many it appended.
+qint64 FrameCutter::fillPending(qint64 length, const QByteArray& block, qint64 from)
 {
-    if (device->bytesAvailable() < qint64(frameSize))
-        return NeedMoreBytes;
-    QByteArray frame = device->read(frameSize);
-    if (frame.size() != qsizetype(frameSize))
-        return Broken;
-    packetQueue->append(std::move(frame));
-    return TookFrames;
+    const qint64 count = qMin(length - pending.size(), block.size() - from);
+    if (count <= 0)
+        return 0;
+    pending.append(block.constData() + from, qsizetype(count));
+    return count;
 }

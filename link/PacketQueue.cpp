@@ -26,6 +26,19 @@ inline PacketQueue::Fifo& PacketQueue::findOrAdd(quint8 kind, quint8 subKind)
     return fifo != nullptr ? *fifo : add(kind, subKind);
 }
 
+// The FIFO of the frame whose header starts at `frame`, marked as having got
+// a frame since the last unshareFrames().
+inline PacketQueue::Fifo& PacketQueue::freshFifoFor(const char* frame)
+{
+    Fifo& fifo = findOrAdd(quint8(frame[PacketHeader::kindOffset]),
+                           quint8(frame[PacketHeader::subKindOffset]));
+    if (fifo.firstFresh < 0) {
+        fifo.firstFresh = qint64(fifo.frames.size());
+        freshFifos.push_back(&fifo);
+    }
+    return fifo;
+}
+
 void PacketQueue::append(const QByteArray& frame)
 {
     append(QByteArray(frame));
@@ -36,15 +49,18 @@ void PacketQueue::append(QByteArray&& frame)
     if (frame.size() < PacketHeader::headerSize)
         return;
     const qsizetype length = frame.size();
-    Fifo& fifo = findOrAdd(quint8(frame.at(PacketHeader::kindOffset)),
-                           quint8(frame.at(PacketHeader::subKindOffset)));
-    if (fifo.firstFresh < 0) {
-        fifo.firstFresh = qint64(fifo.frames.size());
-        freshFifos.push_back(&fifo);
-    }
-    fifo.frames.push_back(std::move(frame));
+    freshFifoFor(frame.constData()).frames.push_back(std::move(frame));
     ++frameCount;
     bytes += length;
+}
+
+// The link's path for every frame of a flood, kept apart from append() so that
+// the view is made in its place in the list.
+void PacketQueue::appendView(const char* data, qsizetype size)
+{
+    freshFifoFor(data).frames.push_back(QByteArray::fromRawData(data, size));
+    ++frameCount;
+    bytes += size;
 }
 
 int PacketQueue::count(quint8 kind, quint8 subKind) const
@@ -70,10 +86,19 @@ QByteArray PacketQueue::take(quint8 kind, quint8 subKind)
     }
     --frameCount;
     bytes -= frame.size();
+    own(frame);
     return frame;
 }
 
 QList<QByteArray> PacketQueue::takeAll(quint8 kind, quint8 subKind)
+{
+    QList<QByteArray> taken = borrowAll(kind, subKind);
+    for (QByteArray& frame : taken)
+        own(frame);
+    return taken;
+}
+
+QList<QByteArray> PacketQueue::borrowAll(quint8 kind, quint8 subKind)
 {
     Fifo* fifo = find(kind, subKind);
     if (fifo == nullptr)
@@ -86,6 +111,30 @@ QList<QByteArray> PacketQueue::takeAll(quint8 kind, quint8 subKind)
     frameCount -= int(taken.size());
     empty(fifo);
     return taken;
+}
+
+void PacketQueue::holdBlock(const QByteArray& block)
+{
+    heldBlocks.push_back(block);
+}
+
+// A view becomes a counted slice of the held block that it points into. Bytes
+// that no held block holds are copied: they are nobody's to count.
+void PacketQueue::own(QByteArray& frame)
+{
+    if (frame.data_ptr().d_ptr() != nullptr)
+        return;
+    for (QByteArray& block : heldBlocks) {
+        const qint64 at = frame.constData() - block.constData();
+        if (at >= 0 && at + frame.size() <= block.size()) {
+            QByteArray::DataPointer shared = block.data_ptr();
+            shared.ptr += at;
+            shared.size = frame.size();
+            frame = QByteArray(std::move(shared));
+            return;
+        }
+    }
+    frame = QByteArray(frame.constData(), frame.size());
 }
 
 // Keeps the memory of the list for the frames to come.
@@ -108,6 +157,7 @@ void PacketQueue::unshareFrames()
         fifo->firstFresh = -1;
     }
     freshFifos.clear();
+    heldBlocks.clear();
 }
 
 void PacketQueue::clear()
@@ -116,6 +166,7 @@ void PacketQueue::clear()
     for (std::unique_ptr<SubKindSlots>& subKinds : slots)
         subKinds.reset();
     fifos.clear();
+    heldBlocks.clear();
     frameCount = 0;
     bytes = 0;
 }

@@ -43,11 +43,26 @@ public:
     // Removes and returns every matching frame, oldest first: what take()
     // until empty returns, without a lookup for each frame.
     QList<QByteArray> takeAll(quint8 kind, quint8 subKind);
+    // The same frames, but those that are views of a held block stay views:
+    // their bytes go at the next unshareFrames(). For a reader that is done
+    // with them before the receive pass ends and copies whatever it keeps.
+    QList<QByteArray> borrowAll(quint8 kind, quint8 subKind);
 
-    // Gives each frame appended since the last call that is still queued a
-    // copy of its own bytes. The receive loop cuts frames as slices of one
-    // block of received bytes; a frame that no decoder takes must not keep
-    // the whole block alive, so the link calls this at the end of each pass.
+    // The receive loop's frames are views of the blocks it read, which the
+    // queue holds until the end of the pass. A view costs no reference count
+    // to make or to drop, where a counted slice costs a locked instruction
+    // for each, a good part of the work in a flood of small frames; take()
+    // and takeAll() hand out counted slices, so a frame that is kept keeps
+    // its bytes.
+    void holdBlock(const QByteArray& block);
+    // Appends a view of `size` bytes of a held block.
+    void appendView(const char* data, qsizetype size);
+
+    // Ends a receive pass: each frame appended since the last call that is
+    // still queued gets a copy of its own bytes, and the held blocks are let
+    // go. A frame that no decoder takes must not keep a whole block alive,
+    // and a view must not outlive its block, so the link calls this at the
+    // end of each pass.
     void unshareFrames();
 
     void clear();
@@ -71,12 +86,16 @@ private:
     void empty(Fifo* fifo);
     Fifo& findOrAdd(quint8 kind, quint8 subKind);
     Fifo& add(quint8 kind, quint8 subKind);
+    Fifo& freshFifoFor(const char* frame);
+    void own(QByteArray& frame);
 
     std::array<std::unique_ptr<SubKindSlots>, 256> slots;
     // One for each packet seen since the last clear(); at most 65536.
     std::vector<std::unique_ptr<Fifo>> fifos;
     // The FIFOs that got a frame since the last unshareFrames().
     std::vector<Fifo*> freshFifos;
+    // The blocks that views point into, until the next unshareFrames().
+    std::vector<QByteArray> heldBlocks;
     int frameCount = 0;
     qint64 bytes = 0;
 };

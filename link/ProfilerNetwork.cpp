@@ -78,6 +78,9 @@ void ProfilerNetwork::connectToTarget(QString address, quint16 port)
     targetAddress = address;
     targetPort = port;
     connecting = true;
+    // The stream of a new connection starts at a frame's first byte, whatever
+    // the last one left unfinished.
+    frameCutter->reset();
     // While retrying, the status line keeps what it showed when the target
     // went away.
     if (!reconnecting)
@@ -87,7 +90,7 @@ void ProfilerNetwork::connectToTarget(QString address, quint16 port)
 
 void ProfilerNetwork::disconnectFromTarget()
 {
-    socket->abort();
+    dropStream();
     connecting = false;
     reconnecting = false;
     reconnectTimer->stop();
@@ -118,6 +121,11 @@ QByteArray ProfilerNetwork::takePacket(quint8 kind, quint8 subKind)
 QList<QByteArray> ProfilerNetwork::takeAllPackets(quint8 kind, quint8 subKind)
 {
     return packetQueue->takeAll(kind, subKind);
+}
+
+QList<QByteArray> ProfilerNetwork::borrowAllPackets(quint8 kind, quint8 subKind)
+{
+    return packetQueue->borrowAll(kind, subKind);
 }
 
 void ProfilerNetwork::subscribe(quint8 kind, quint8 subKind, quint32 rate)
@@ -229,7 +237,7 @@ void ProfilerNetwork::slotReconnectTimeout()
 
 void ProfilerNetwork::slotIdleTimeout()
 {
-    socket->abort();
+    dropStream();
     connecting = false;
     reconnecting = true;
     reconnectTimer->start();
@@ -265,10 +273,18 @@ qint64 ProfilerNetwork::writeToSocket(const char* data, qint64 size)
 // before the failure stay queued for the next packetReady.
 void ProfilerNetwork::failLink()
 {
-    socket->abort();
+    dropStream();
     connecting = false;
     reconnecting = false;
     reconnectTimer->stop();
     idleTimer->stop();
     Q_EMIT statusChanged(QString::fromLatin1(statusSocketError));
+}
+
+// Aborts the connection, and lets go of the part of a frame that it left
+// unfinished at once instead of at the next connection.
+void ProfilerNetwork::dropStream()
+{
+    socket->abort();
+    frameCutter->reset();
 }

@@ -43,6 +43,9 @@ public:
     QByteArray takePacket(quint8 kind, quint8 subKind);
     // Every queued frame of the packet, oldest first.
     QList<QByteArray> takeAllPackets(quint8 kind, quint8 subKind);
+    // The same, for a decoder that reads the frames inside packetReady and
+    // keeps none of them: their bytes may go when the receive pass ends.
+    QList<QByteArray> borrowAllPackets(quint8 kind, quint8 subKind);
 
     void subscribe(quint8 kind, quint8 subKind, quint32 rate);
     // Writes a ready-made frame of as many bytes as its own size field says.
@@ -82,6 +85,7 @@ private:
     void deliverQueue();
     void writeFrame(const char* data, quint32 size);
     void failLink();
+    void dropStream();
 
     QTcpSocket* socket;
     PacketQueue* packetQueue;

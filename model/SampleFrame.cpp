@@ -16,7 +16,7 @@ QString incompatibleVersionStatus()
 
 QList<QByteArray> takeAll(ProfilerNetwork* network, quint8 kind, quint8 subKind)
 {
-    return network == nullptr ? QList<QByteArray>() : network->takeAllPackets(kind, subKind);
+    return network == nullptr ? QList<QByteArray>() : network->borrowAllPackets(kind, subKind);
 }
 
 } // namespace SampleFrame

@@ -29,7 +29,8 @@ QString oldVersionStatus();
 QString incompatibleVersionStatus();
 
 // Every frame of the kind that is queued in `network`, oldest first. A null network
-// yields nothing.
+// yields nothing. The frames are borrowed: their bytes may belong to the receive pass
+// that announced them, so a pass reads them and keeps only what it decodes.
 QList<QByteArray> takeAll(ProfilerNetwork* network, quint8 kind, quint8 subKind);
 
 // The version rule is looked at before the length: a frame of an unknown version is

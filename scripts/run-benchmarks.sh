@@ -176,7 +176,7 @@ ratio_row() {
 }
 goal_text() { if [[ -n "$1" ]]; then calc '>= %g %%' "100*$1"; else echo none; fi; }
 goal_met() { if [[ -n "$2" ]]; then met "$1" '>=' "$2"; else echo -; fi; }
-ingest_rows "sample frames" BM_IngestBareRecv/200 BM_IngestLink/20 BM_IngestWholeProgram/10 0.25 0.15
+ingest_rows "sample frames" BM_IngestBareRecv/200 BM_IngestLink/80 BM_IngestWholeProgram/40 0.25 0.15
 ingest_rows "subscription mix" BM_IngestBareRecv/500 BM_IngestLink/500 BM_IngestWholeProgram/100 "" ""
 
 # Snapshot pipeline, in CPU time per snapshot, so that other loads on the

@@ -69,33 +69,36 @@ private:
 
 namespace {
 
-// After each pass: every consumed byte is in the queue, nothing unrevealed
-// was touched, and the cutter stopped exactly where it had to.
+// After each pass: every consumed byte is queued or waits in the cutter,
+// nothing unrevealed was touched, and the cutter stopped exactly where it had
+// to. The queued bytes are the stream's first ones, as no decoder takes any.
 void checkPass(const CutterDriver& driver, const ChunkedDevice& device, const PacketQueue& queue,
-               const QByteArray& stream, qint64 cap)
+               const FrameCutter& cutter, const QByteArray& stream, qint64 cap)
 {
     const qint64 consumed = device.consumedBytes();
+    const qint64 queued = queue.byteCount();
     check(consumed <= device.revealedBytes(), "read past the revealed bytes");
-    check(consumed == queue.byteCount(), "consumed bytes that were not queued");
-    const Step step =
-        nextStep(stream, consumed, device.revealedBytes() - consumed, queue.byteCount(), cap);
+    const Step step = nextStep(stream, queued, device.revealedBytes() - queued, queued, cap);
     if (driver.lastResult == FrameCutter::BrokenStream) {
         check(step == Step::Break, "broken stream reported on a frame that can be cut");
+        check(cutter.pendingBytes() == 0, "bytes of a broken stream kept");
         return;
     }
+    check(consumed == device.revealedBytes(), "revealed bytes left unread");
+    check(consumed == queued + cutter.pendingBytes(), "consumed bytes neither queued nor kept");
     check(step != Step::Cut, "whole frame left uncut");
     check(step != Step::Break, "unframeable header not reported");
 }
 
 // The queue, taken per packet, must give back the stream's own frames, in
-// the stream's order, up to the last consumed byte, and nothing else.
-void checkQueuedFrames(PacketQueue& queue, const QByteArray& stream, qint64 consumed)
+// the stream's order, up to the last queued byte, and nothing else.
+void checkQueuedFrames(PacketQueue& queue, const QByteArray& stream, qint64 queued)
 {
     qint64 at = 0;
-    while (at < consumed) {
+    while (at < queued) {
         const PacketHeader header = PacketHeader::read(stream.constData() + at, stream.size() - at);
         check(header.hasValidSize(), "a frame was cut at a header that cannot be framed");
-        check(at + qint64(header.size) <= consumed, "the queued bytes end inside a frame");
+        check(at + qint64(header.size) <= queued, "the queued bytes end inside a frame");
         const QByteArray frame = queue.take(header.kind, header.subKind);
         const PacketHeader own = PacketHeader::read(frame);
         check(own.hasValidSize() && frame.size() == qsizetype(own.size),
@@ -123,12 +126,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const int passes = driver.passes;
         device.reveal(chunk);
         check(driver.passes == passes + 1, "a readyRead did not reach the cutter");
-        checkPass(driver, device, queue, input.stream, cap);
+        checkPass(driver, device, queue, cutter, input.stream, cap);
         // The link is dropped on a broken stream: nothing more is read.
         if (driver.lastResult == FrameCutter::BrokenStream)
             break;
     }
-    checkQueuedFrames(queue, input.stream, device.consumedBytes());
+    checkQueuedFrames(queue, input.stream, queue.byteCount());
     return 0;
 }
 

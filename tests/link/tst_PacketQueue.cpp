@@ -26,6 +26,8 @@ class tst_PacketQueue : public QObject
 
 private Q_SLOTS:
     void sameAsSingleList();
+    void viewsOfAHeldBlock_data();
+    void viewsOfAHeldBlock();
     void wireRead_data();
     void wireRead();
 };
@@ -71,6 +73,46 @@ void tst_PacketQueue::sameAsSingleList()
             bytes += frame.size();
         QCOMPARE(queue.byteCount(), bytes);
     }
+}
+
+void tst_PacketQueue::viewsOfAHeldBlock_data()
+{
+    QTest::addColumn<QString>("leaves");
+    QTest::newRow("taken one by one") << QStringLiteral("take");
+    QTest::newRow("taken all at once") << QStringLiteral("takeAll");
+    QTest::newRow("left past the end of the pass") << QStringLiteral("left");
+}
+
+// Frames queued as views of a received block must keep their bytes however
+// they leave the queue, once the pass is over and the block is someone
+// else's alone to change.
+void tst_PacketQueue::viewsOfAHeldBlock()
+{
+    QFETCH(QString, leaves);
+    const QList<QByteArray> frames{taggedFrame(3, 0, 'a'), taggedFrame(3, 0, 'b'),
+                                   taggedFrame(4, 1, 'c')};
+    QByteArray block = frames.join();
+    PacketQueue queue;
+    queue.holdBlock(block);
+    qsizetype at = 0;
+    for (const QByteArray& frame : frames) {
+        queue.appendView(block.constData() + at, frame.size());
+        at += frame.size();
+    }
+    QList<QByteArray> taken;
+    if (leaves == QLatin1String("take")) {
+        for (const QByteArray& frame : frames) {
+            const PacketHeader header = PacketHeader::read(frame);
+            taken.append(queue.take(header.kind, header.subKind));
+        }
+    } else if (leaves == QLatin1String("takeAll")) {
+        taken = queue.takeAll(3, 0) + queue.takeAll(4, 1);
+    }
+    queue.unshareFrames();
+    block.fill('\xEE');
+    if (leaves == QLatin1String("left"))
+        taken = queue.takeAll(3, 0) + queue.takeAll(4, 1);
+    QCOMPARE(taken, frames);
 }
 
 void tst_PacketQueue::wireRead_data()

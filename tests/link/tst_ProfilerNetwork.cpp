@@ -32,6 +32,7 @@ private Q_SLOTS:
     void hostileSize_data();
     void hostileSize();
     void pauseDropsFrames();
+    void untakenFramesStayQueued_data();
     void untakenFramesStayQueued();
     void attemptWhileOneRuns();
     void sendPacketBounds_data();
@@ -157,18 +158,41 @@ void tst_ProfilerNetwork::pauseDropsFrames()
     QCOMPARE(network->countPackets(5, 0), 1);
 }
 
+void tst_ProfilerNetwork::untakenFramesStayQueued_data()
+{
+    QTest::addColumn<bool>("targetCloses");
+    QTest::newRow("the user disconnects") << false;
+    QTest::newRow("the target closes") << true;
+}
+
+// The queue outlives a connection, but a frame cut short does not: the next
+// connection's stream starts at a frame of its own.
 void tst_ProfilerNetwork::untakenFramesStayQueued()
 {
+    QFETCH(bool, targetCloses);
     connectLink();
+    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
     QSignalSpy ready(network, SIGNAL(packetReady()));
     target->send(TestFrames::frame(2, 0, 0));
     QTRY_COMPARE(ready.count(), 1);
     // A later pass that adds only part of a frame still announces the old one.
-    target->send(TestFrames::frame(3, 0, 0).left(4));
+    const QByteArray cut = TestFrames::frame(3, 0, 1, QByteArray(16, 'x'));
+    target->send(cut.left(20));
     QTRY_COMPARE(ready.count(), 2);
-    network->disconnectFromTarget(); // the queue outlives the connection
+    if (targetCloses) {
+        target->closeClient();
+        QTRY_COMPARE(lastText(status), targetClosed);
+    } else {
+        network->disconnectFromTarget();
+    }
     QCOMPARE(network->countPackets(2, 0), 1);
     QCOMPARE(network->takePacket(2, 0), TestFrames::frame(2, 0, 0));
+    QCOMPARE(network->queuedPacketCount(), 0);
+    network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
+    QTRY_VERIFY(network->isConnected() && target->connectionCount() == 2);
+    target->send(cut);
+    QTRY_COMPARE(ready.count(), 3);
+    QCOMPARE(network->takePacket(3, 0), cut);
     QCOMPARE(network->queuedPacketCount(), 0);
 }
 
