@@ -6,13 +6,10 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <ctime>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/mman.h>
-#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -82,43 +79,6 @@ void useCheapestCongestionControl(int fd)
     ::setsockopt(fd, IPPROTO_TCP, TCP_CONGESTION, reno, sizeof reno - 1);
 }
 
-// The stream in a file in memory, for sendfile(); -1 when there is none.
-int streamFile(const QByteArray& bytes)
-{
-    const int fd = ::memfd_create("flood", 0);
-    if (fd < 0)
-        return -1;
-    const char* data = bytes.constData();
-    qint64 left = bytes.size();
-    while (left > 0) {
-        const ssize_t written = ::write(fd, data, size_t(left));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0) {
-            ::close(fd);
-            return -1;
-        }
-        data += written;
-        left -= written;
-    }
-    return fd;
-}
-
-// Blocking sendfile() of the whole file: the socket refers to the file's pages
-// instead of copying them, so the reader's copy is the only one.
-bool sendFileAll(int socket, int file, qint64 size)
-{
-    off_t offset = 0;
-    while (offset < size) {
-        const ssize_t sent = ::sendfile(socket, file, &offset, size_t(size - offset));
-        if (sent < 0 && errno == EINTR)
-            continue;
-        if (sent <= 0)
-            return false;
-    }
-    return true;
-}
-
 } // namespace
 
 FloodSender::FloodSender(const QByteArray& stream, int repeats)
@@ -169,22 +129,13 @@ void FloodSender::run()
     ::close(client);
 }
 
-// From a file in memory when the system gives one, with send() otherwise.
 bool FloodSender::flood(int fd)
 {
-    // sendfile() has no flag against SIGPIPE: a reader that hangs up early
-    // must fail the run, not end the process.
-    sigset_t pipe;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
-    const int file = streamFile(stream);
-    bool sent = true;
-    for (int round = 0; sent && round < repeats; ++round)
-        sent = file >= 0 ? sendFileAll(fd, file, stream.size()) : sendAll(fd, stream);
-    if (file >= 0)
-        ::close(file);
-    return sent && sendAll(fd, FloodStream::endFrame());
+    for (int round = 0; round < repeats; ++round) {
+        if (!sendAll(fd, stream))
+            return false;
+    }
+    return sendAll(fd, FloodStream::endFrame());
 }
 
 // Blocking send() of the whole array; the system takes it in pieces as the
