@@ -69,10 +69,9 @@ void waitForHangUp(int fd)
 // Loopback loses nothing, so congestion control only costs the sender. A system
 // default that paces every packet (bbr) made the sending thread spend more
 // processor time per byte than the reader, so the reader was no longer the
-// limit; with reno the sender alone moves about twice as many bytes. Reno is
-// the algorithm that every system lets any user choose; where even that is
-// refused the default stays, and the sender check says whether the reader is
-// still the limit.
+// limit. Reno is the algorithm that every system lets any user choose; where
+// even that is refused the default stays, and the sender check says whether the
+// reader is still the limit.
 void useCheapestCongestionControl(int fd)
 {
     static const char reno[] = "reno";
