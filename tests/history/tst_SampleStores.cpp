@@ -101,9 +101,6 @@ class TestSampleStores : public QObject
 private Q_SLOTS:
     void passShape_data();
     void passShape();
-    void cpuFields_data();
-    void cpuFields();
-    void channelSumsWrap();
     void maximum_data();
     void maximum();
     void statsDecode_data();
@@ -170,49 +167,6 @@ void TestSampleStores::passShape()
     QCOMPARE(reported, updates);
     QCOMPARE(statusSpy.count(), statuses);
     QCOMPARE(stores[kind].markers(), markers);
-}
-
-void TestSampleStores::cpuFields_data()
-{
-    QTest::addColumn<QByteArray>("frame");
-    QTest::addColumn<float>("geometry");
-    QTest::addColumn<float>("total");
-
-    const float big = 16777216.0f; // 2^24: adding 1 to it is lost in single precision
-    QTest::newRow("v0: bytes behind it are no geometry")
-        << HistoryFrames::cpu(0, 1.0f, 2.0f, 3.0f, 0.0f) + HistoryFrames::cpu(1, 9, 9, 9, 9) << 0.0f
-        << 6.0f;
-    QTest::newRow("total: stream, dsp, geometry, update, in float")
-        << HistoryFrames::cpu(1, 1.0f, big, -big, 1.0f) << 1.0f << 0.0f;
-}
-
-void TestSampleStores::cpuFields()
-{
-    QFETCH(QByteArray, frame);
-    QFETCH(float, geometry);
-    QFETCH(float, total);
-
-    CPUHistory history(nullptr);
-    history.processPackets({frame});
-    QCOMPARE(double(history.snapshots()->last().geometry), double(geometry));
-    QCOMPARE(double(history.snapshots()->last().total), double(total));
-}
-
-// The six fields as sent, and the sums of real and playing channels in 32 bits;
-// the sums of small counts are checked with the legend rows.
-void TestSampleStores::channelSumsWrap()
-{
-    const int top = std::numeric_limits<int>::max();
-    const int bottom = std::numeric_limits<int>::min();
-    const Ints payload{top, top, 1, 1, 0, -7};
-    ChannelHistory history(nullptr);
-    history.processPackets({HistoryFrames::ints(PacketKind::Channel, 0, payload)});
-    const ChannelSnapshot& s = history.snapshots()->last();
-    QCOMPARE((Ints{s.hardwareCount, s.hardwareLimit, s.softwareCount, s.softwareLimit,
-                   s.virtualCount, s.virtualLimit}),
-             payload);
-    QCOMPARE((Ints{s.realCount, s.realLimit, s.playingCount, s.playingLimit}),
-             (Ints{bottom, bottom, bottom, -7}));
 }
 
 void TestSampleStores::maximum_data()

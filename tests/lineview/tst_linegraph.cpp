@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 using Texts = QMap<QString, QString>;
@@ -647,6 +648,22 @@ void TestLineGraph::storesFeedRowsAndSeries_data()
                  {"Playing", "35 [30 - 40] / 64 channel(s)"},
                  {"Current", "1.250 [1.000 - 1.500] / 8.000 MB"}}
         << Tails{{"Update", {1, 1}}, {"Real", {10, 20}}, {"Current", {1.5f, 1}}};
+    // Summed in single precision: stream, dsp, geometry, update.
+    const float big = 16777216.0f; // 2^24: adding 1 to it is lost
+    QTest::newRow("cpu v0 has no geometry, whatever follows it")
+        << QList<QByteArray>{HistoryFrames::cpu(0, 1, 2, 3, 0) + HistoryFrames::cpu(1, 9, 9, 9, 9)}
+        << Texts{} << Tails{{"Geometry", {0}}, {"Total", {6}}};
+    QTest::newRow("cpu total in float order")
+        << QList<QByteArray>{HistoryFrames::cpu(1, 1, big, -big, 1)} << Texts{}
+        << Tails{{"Geometry", {1}}, {"Total", {0}}};
+    // Real and playing are sums in 32 bits that wrap.
+    const float wrapped = float(std::numeric_limits<qint32>::min());
+    const qint32 top = std::numeric_limits<qint32>::max();
+    QTest::newRow("channel sums wrap")
+        << QList<QByteArray>{channelFrame({top, top, 1, 1, 0, -7})}
+        << Texts{{"Real", "-2147483648 [0 - 0] / -2147483648 channel(s)"},
+                 {"Playing", "-2147483648 [0 - 0] / -7 channel(s)"}}
+        << Tails{{"Real", {wrapped}}, {"Playing", {wrapped}}, {"Hardware", {float(top)}}};
     QTest::newRow("the later store writes the row")
         << QList<QByteArray>{statsFrame(someCounts, 0, 0), cpuFrame(7, 0, 0, 0)}
         << Texts{{"DSP", "7.00 [12.34 - 12.34] / 100.00%"}} << Tails{{"DSP", {12.34f, 7}}};
