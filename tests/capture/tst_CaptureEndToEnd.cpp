@@ -1,6 +1,3 @@
-// zelto-capture as a user runs it: the relay between a profiler and a
-// target, a recorder killed without warning, a session recorded through the
-// relay from the window and replayed into a fresh one, and bad use.
 #include "CaptureFormat.h"
 #include "CaptureReader.h"
 #include "CaptureWriter.h"
@@ -61,8 +58,7 @@ public:
     QByteArray output;
 };
 
-// A command line written as one text, split at blanks after %1, %2, ... are
-// filled in (a filled-in path may hold blanks of its own).
+// Split at blanks before %1, %2, ... are filled in: a path may hold blanks.
 QStringList words(const QString& line, const QStringList& fill = {})
 {
     QStringList result = line.split(QLatin1Char(' '));
@@ -99,16 +95,11 @@ QByteArray subscription(quint8 kind, quint32 rate)
 QStringList shownBy(ProfilerForm* form)
 {
     QStringList lines;
-    for (const GraphNode& n : form->findChild<DSPNetGraph*>()->graphNodes())
-        lines << QStringLiteral("%1 %2 %3 %4 %5 %6 %7,%8")
-                     .arg(n.name)
-                     .arg(n.id)
-                     .arg(n.active)
-                     .arg(n.bypass)
-                     .arg(n.inclusiveCPU)
-                     .arg(n.exclusiveCPU)
-                     .arg(n.position.x())
-                     .arg(n.position.y());
+    for (const GraphNode& n : form->findChild<DSPNetGraph*>()->graphNodes()) {
+        lines.append(QString());
+        QDebug(&lines.last()) << n.name << n.id << n.active << n.bypass << n.inclusiveCPU
+                              << n.exclusiveCPU << n.position;
+    }
     for (LineGraphLegendItem* row : form->findChildren<LineGraphLegendItem*>())
         lines << row->name() + QStringLiteral(": ") + row->text();
     return lines;

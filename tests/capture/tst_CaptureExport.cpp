@@ -23,11 +23,6 @@
 
 namespace {
 
-QString time(quint64 us)
-{
-    return QString::number(double(us) / 1e6, 'f', 6);
-}
-
 // A capture of one simulated second, then a snapshot whose unit names need
 // quoting and a CPU frame of a version that the decoder refuses.
 QByteArray recordedSession()
@@ -98,7 +93,7 @@ void TestCaptureExport::rowsAreWhatTheDecodersSay()
         if (r.type != CaptureFormat::ToProfiler)
             continue;
         const quint8 kind = quint8(r.data[8]);
-        const QString t = time(r.timeUs);
+        const QString t = QString::number(double(r.timeUs) / 1e6, 'f', 6);
         if (kind == 1 && tree.acceptNetworkFrame(r.data)) {
             QList<DSPNode*> units = tree.nodes.values();
             std::sort(units.begin(), units.end(),

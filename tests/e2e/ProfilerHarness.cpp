@@ -7,6 +7,8 @@
 #include "ProfilerNetwork.h"
 #include "StatsHistory.h"
 
+#include <initializer_list>
+
 ProfilerHarness::ProfilerHarness() : network(new ProfilerNetwork())
 {
     // Linked before the decoders are made, so that it sees each batch whole.
@@ -17,11 +19,8 @@ ProfilerHarness::ProfilerHarness() : network(new ProfilerNetwork())
     channels = new ChannelHistory(network);
     codecs = new CodecHistory(network);
     stats = new StatsHistory(network);
-    connect(tree, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
-    connect(cpu, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
-    connect(channels, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
-    connect(codecs, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
-    connect(stats, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
+    for (QObject* decoder : std::initializer_list<QObject*>{tree, cpu, channels, codecs, stats})
+        connect(decoder, SIGNAL(statusChanged(QString)), this, SLOT(slotStatusChanged(QString)));
 }
 
 ProfilerHarness::~ProfilerHarness()
@@ -53,12 +52,8 @@ void ProfilerHarness::slotStatusChanged(QString status)
     statuses.append(status);
     if (status != QLatin1String("Connected."))
         return;
-    network->subscribe(1, 0, 100);
-    network->subscribe(7, 0, 100);
-    network->subscribe(3, 0, 200);
-    network->subscribe(4, 0, 200);
-    network->subscribe(5, 0, 200);
-    network->subscribe(9, 0, 200);
+    for (quint8 kind : {1, 7, 3, 4, 5, 9})
+        network->subscribe(kind, 0, kind == 1 || kind == 7 ? 100 : 200);
 }
 
 void ProfilerHarness::slotPacketReady()

@@ -45,21 +45,6 @@ void SimProcess::launch(const QStringList& arguments)
     process->start(program(), all);
 }
 
-bool SimProcess::isRunning() const
-{
-    return process->state() != QProcess::NotRunning;
-}
-
-int SimProcess::count(const QString& fragment) const
-{
-    int n = 0;
-    for (const QString& line : received) {
-        if (line.contains(fragment))
-            ++n;
-    }
-    return n;
-}
-
 bool SimProcess::waitForLine(const QString& fragment, int timeoutMs, int occurrences)
 {
     QEventLoop loop;
@@ -80,10 +65,8 @@ int SimProcess::finish(SimProcess*& sim, bool testFailed)
 {
     if (!sim)
         return 0;
-    for (const QString& line : sim->received) {
-        if (testFailed)
-            qInfo("sim| %s", qPrintable(line));
-    }
+    for (const QString& line : testFailed ? sim->received : QStringList())
+        qInfo("sim| %s", qPrintable(line));
     const int exitCode = sim->stop();
     delete sim;
     sim = nullptr;

@@ -62,10 +62,8 @@ void chooseFromOpenMenu(const QString& text)
 
 Q_DECLARE_METATYPE(Recovery)
 
-// The whole form against the simulated target process: a plate's menu used
-// as a user uses it, and one target fault per row. Each row checks the status
-// line and the bar right after the fault, then that packets are decoded again,
-// into the network graph and into all four line graph tabs.
+// The whole form against the simulated target: a plate's menu as a user uses it,
+// and one target fault per row, after which all views must be fed again.
 class TestFaultMatrix : public QObject
 {
     Q_OBJECT
@@ -92,7 +90,6 @@ private:
     SimProcess* sim = nullptr;
     CountingForm* form = nullptr;
     quint16 port = 0;
-    // One spy per line graph tab, on its first series.
     std::vector<std::unique_ptr<QSignalSpy>> sampleSpies;
 };
 
@@ -154,12 +151,10 @@ void TestFaultMatrix::fault_data()
                                                     << connected << "Live" << 0 << StaysLive << 1;
     QTest::newRow("unknown kinds interleaved")
         << QStringList{"--noise"} << streaming << connected << "Live" << 0 << StaysLive << 1;
-    QTest::newRow("size 0") << QStringList{"--hostile", "size0"} << hostile << socketError << "Idle"
-                            << 0 << ClickConnect << 1;
-    QTest::newRow("size 5") << QStringList{"--hostile", "size5"} << hostile << socketError << "Idle"
-                            << 0 << ClickConnect << 1;
-    QTest::newRow("size above the cap") << QStringList{"--hostile", "huge"} << hostile
-                                        << socketError << "Idle" << 0 << ClickConnect << 1;
+    for (const char* size : {"size0", "size5", "huge"}) { // huge: above the cap
+        QTest::addRow("hostile %s", size) << QStringList{"--hostile", size} << hostile
+                                          << socketError << "Idle" << 0 << ClickConnect << 1;
+    }
     // A snapshot whose input counts claim more records than it holds is
     // dropped, names are read up to their field's end: neither has a status
     // line of its own.
@@ -225,8 +220,8 @@ void TestFaultMatrix::fault()
     QCOMPARE(form->errorBoxes, errorBoxes);
 }
 
-// A right click on a plate and an entry of its real menu, as a user does it:
-// the target logs the command and the plate comes back in its new state.
+// A right click on a plate and an entry of its real menu: the target logs the
+// command and the plate comes back in its new state.
 void TestFaultMatrix::menuCommandShowsOnScreen_data()
 {
     QTest::addColumn<QString>("entry");
@@ -254,7 +249,6 @@ void TestFaultMatrix::menuCommandShowsOnScreen()
     };
     QTRY_VERIFY_WITH_TIMEOUT(shows(false), 5000);
 
-    // The plate's middle, in widget pixels.
     const GraphNode* plate = findPlate(graph, name);
     const QPoint click = QPointF(plate->position + QPoint(60, 22)).toPoint() * graph->scale();
     QTimer::singleShot(200, graph, [entry] { chooseFromOpenMenu(entry); });
@@ -267,8 +261,7 @@ void TestFaultMatrix::menuCommandShowsOnScreen()
     QTRY_VERIFY_WITH_TIMEOUT(shows(true), 5000);
 }
 
-// Starts the simulator on the row's port. A target that refuses at first
-// prints its fault before it listens, so any first line will do.
+// A target that refuses at first prints its fault before it listens: any first line will do.
 void TestFaultMatrix::startTarget(const QStringList& arguments)
 {
     sim = new SimProcess();
@@ -291,8 +284,6 @@ void TestFaultMatrix::clickConnect()
     QTest::mouseClick(child<QPushButton>("connectButton"), Qt::LeftButton);
 }
 
-// Packets decoded after this point: every tab gains samples, and the network
-// graph is laid out from a newer snapshot than the one on screen now.
 void TestFaultMatrix::expectDecoding(int minimumSamples)
 {
     for (const auto& spy : sampleSpies)
@@ -309,8 +300,7 @@ void TestFaultMatrix::expectDecoding(int minimumSamples)
     QVERIFY(!form->findChild<DSPNetGraph*>()->graphNodes().isEmpty());
 }
 
-// Changes with every snapshot of the simulated target, whose loads and
-// levels move all the time.
+// The simulated loads and levels move with every snapshot.
 double TestFaultMatrix::graphFingerprint() const
 {
     const QList<GraphNode>& nodes = form->findChild<DSPNetGraph*>()->graphNodes();

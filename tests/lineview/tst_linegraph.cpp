@@ -30,9 +30,6 @@
 using Texts = QMap<QString, QString>;
 using Tails = QMap<QString, QList<float>>;
 
-// Series and groups, the painted label, a legend row, the plot, a painted
-// group against the one stroked path through all its samples, and the tabs
-// and rows with what the four stores' updates make of them.
 class TestLineGraph : public QObject
 {
     Q_OBJECT
@@ -314,15 +311,13 @@ void TestLineGraph::groupMaximum()
     }
 }
 
-// The size that a new text pins, and its pixels, are checked with the window's
-// tests; here what an unchanged text or colour must not do.
+// What an unchanged text or colour must not do (sizes and pixels: the window's tests).
 void TestLineGraph::labelIgnoresRepeats()
 {
     ProfilerSimpleLabel label;
     PaintCounter counter;
     label.setText(QString("abc"));
     showAndSettle(&label, &counter);
-    // An unchanged text neither re-pins the size nor repaints.
     label.setMinimumSize(0, 0);
     label.setText(QString("abc"));
     label.setColor(label.color());
@@ -464,8 +459,7 @@ void TestLineGraph::burstCostsOneRepaint()
     QList<LineValues*> lines;
     for (int g = 0; g < 4; ++g) {
         LineValuesGroup* group = graph.addGroup(QString::number(g), QString(), 0);
-        // A fixed scale keeps the label texts, and so the labels' sizes: a
-        // relayout of a label would expose the plot once more.
+        // A fixed scale keeps the labels' sizes: a relayout would expose the plot again.
         group->setAutoMaximum(false);
         group->setMaximum(10.0f);
         for (int s = 0; s < 4; ++s) {
@@ -539,8 +533,7 @@ void TestLineGraph::paintLooksLikeOnePath()
     painter.setRenderHint(QPainter::Antialiasing, true);
     group.paint(&painter, size);
     painter.end();
-    // The reference: one path through all samples, stroked once by Qt under
-    // a painter scaled to the plot.
+    // The reference: one path through all samples, stroked once, scaled to the plot.
     QImage reference = plotImage(size, ratio);
     painter.begin(&reference);
     painter.setRenderHint(QPainter::Antialiasing, true);
@@ -775,7 +768,6 @@ void TestLineGraph::tickingAndWidening()
     QVERIFY(!p.line("DSP")->isActive() && p.group(0)->maximum() == 0.0f);
 
     // The plot takes the width; the tabs keep theirs.
-    QVERIFY(p.widget.layout());
     p.widget.resize(800, 250);
     p.widget.show();
     QVERIFY(QTest::qWaitForWindowExposed(&p.widget));

@@ -18,7 +18,6 @@ public:
     // and emits readyRead, even when nothing new was left to show.
     void reveal(qint64 count);
 
-    qint64 revealedBytes() const { return revealed; }
     // Bytes that the reader has taken for good: handed out by readData and
     // no longer held in the device's read buffer (a peek keeps them there).
     qint64 consumedBytes() const { return handedOut - QIODevice::bytesAvailable(); }

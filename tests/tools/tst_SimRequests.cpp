@@ -105,11 +105,6 @@ SimNetwork fixture()
     return network;
 }
 
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(text);
-}
-
 } // namespace
 
 class TestSimRequests : public QObject
@@ -185,6 +180,7 @@ void TestSimRequests::exactBytes_data()
     QTest::addColumn<QByteArray>("expected");
 
     const SimNetwork n = fixture();
+    const auto hex = &QByteArray::fromHex;
     const QByteArray v6 = SimFrameWriter::snapshot(n, 6, 0.25f, 48000, 1024);
     QTest::newRow("v6 header and snapshot header")
         << v6 << 0 << hex("d0000000 00000000 01000600 80bb0000 00040000");
