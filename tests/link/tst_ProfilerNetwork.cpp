@@ -27,13 +27,9 @@ class tst_ProfilerNetwork : public QObject
 private Q_SLOTS:
     void init();
     void cleanup();
-    void framing_data();
-    void framing();
-    void hostileSize_data();
-    void hostileSize();
     void pauseDropsFrames();
-    void untakenFramesStayQueued_data();
-    void untakenFramesStayQueued();
+    void queueOutlivesTheConnection_data();
+    void queueOutlivesTheConnection();
     void attemptWhileOneRuns();
     void sendPacketBounds_data();
     void sendPacketBounds();
@@ -69,79 +65,6 @@ void tst_ProfilerNetwork::connectLink()
     QVERIFY(!network->isIdleTimerActive()); // nothing received yet: never timed out
 }
 
-// Each row is a list of writes; the test waits until the link has read one
-// write before it sends the next.
-void tst_ProfilerNetwork::framing_data()
-{
-    QTest::addColumn<QList<QByteArray>>("writes");
-    QTest::addColumn<QList<int>>("queuedAfterWrite");
-    QTest::addColumn<int>("packetReadyCount");
-
-    const QByteArray frame = TestFrames::frame(3, 0, 1, QByteArray(16, 'x'));
-    QTest::newRow("frame in two halves")
-        << QList<QByteArray>{frame.left(10), frame.mid(10)} << QList<int>{0, 1} << 1;
-    QTest::newRow("five frames in one write")
-        << QList<QByteArray>{frame.repeated(5)} << QList<int>{5} << 1;
-    QTest::newRow("whole frame and a half")
-        << QList<QByteArray>{frame + frame.left(20), frame.mid(20)} << QList<int>{1, 2} << 2;
-}
-
-void tst_ProfilerNetwork::framing()
-{
-    QFETCH(QList<QByteArray>, writes);
-    QFETCH(QList<int>, queuedAfterWrite);
-    QFETCH(int, packetReadyCount);
-
-    connectLink();
-    QSignalSpy ready(network, SIGNAL(packetReady()));
-    for (qsizetype i = 0; i < writes.size(); ++i) {
-        target->send(writes.at(i));
-        // Every arrival of bytes restarts the idle timer, whole frame or not.
-        QTRY_VERIFY(network->isIdleTimerActive());
-        QTRY_COMPARE(network->queuedPacketCount(), queuedAfterWrite.at(i));
-        if (queuedAfterWrite.at(i) == 0)
-            QCOMPARE(ready.count(), 0);
-        network->subscribe(1, 0, 100); // stops the idle timer for the next round
-        QVERIFY(!network->isIdleTimerActive());
-    }
-    QTRY_COMPARE(ready.count(), packetReadyCount);
-    QVERIFY(network->isConnected());
-}
-
-void tst_ProfilerNetwork::hostileSize_data()
-{
-    QTest::addColumn<quint32>("size");
-    QTest::newRow("zero") << quint32(0);
-    QTest::newRow("five") << quint32(5);
-    QTest::newRow("eleven") << quint32(11);
-    QTest::newRow("all ones") << quint32(0xFFFFFFFF);
-    QTest::newRow("one past the cap") << PacketHeader::maxFrameSize + 1;
-}
-
-// A good frame, then a header that cannot be framed: the link drops at once
-// (no waiting for bytes that would never come), the good frame stays queued
-// and no packetReady is sent for the broken pass. The first pass of the next
-// connection then brings it with its own.
-void tst_ProfilerNetwork::hostileSize()
-{
-    QFETCH(quint32, size);
-    connectLink();
-    QSignalSpy status(network, SIGNAL(statusChanged(QString)));
-    QSignalSpy ready(network, SIGNAL(packetReady()));
-    target->send(TestFrames::frame(3, 0, 1, QByteArray(16, 'a')) + FakeTarget::header(size, 4));
-    QTRY_COMPARE(lastText(status), QString::fromLatin1(socketError));
-    QCOMPARE(status.count(), 1);
-    QVERIFY(!network->isConnected() && !network->isConnecting());
-    QVERIFY(!network->isIdleTimerActive() && !network->isReconnectTimerActive());
-    QCOMPARE(network->queuedPacketCount(), 1);
-    QCOMPARE(ready.count(), 0);
-    network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
-    QTRY_VERIFY(network->isConnected() && target->connectionCount() == 2);
-    target->send(TestFrames::frame(5, 0, 1));
-    QTRY_COMPARE(ready.count(), 1);
-    QCOMPARE(network->countPackets(3, 0) + network->countPackets(5, 0), 2);
-}
-
 void tst_ProfilerNetwork::pauseDropsFrames()
 {
     connectLink();
@@ -150,6 +73,9 @@ void tst_ProfilerNetwork::pauseDropsFrames()
     target->send(TestFrames::frame(3, 0, 1).repeated(3) + TestFrames::frame(3, 0, 1).left(5));
     QTRY_VERIFY(network->isIdleTimerActive()); // still read and timed while paused
     QTRY_COMPARE(network->queuedPacketCount(), 0);
+    QCOMPARE(ready.count(), 0); // nothing queued, nothing announced
+    network->subscribe(1, 0, 100);
+    QVERIFY(!network->isIdleTimerActive());
     network->paused = false;
     // The rest of the cut frame, then one new frame: only those two remain.
     target->send(TestFrames::frame(3, 0, 1).mid(5) + TestFrames::frame(5, 0, 0));
@@ -158,47 +84,64 @@ void tst_ProfilerNetwork::pauseDropsFrames()
     QCOMPARE(network->countPackets(5, 0), 1);
 }
 
-void tst_ProfilerNetwork::untakenFramesStayQueued_data()
+void tst_ProfilerNetwork::queueOutlivesTheConnection_data()
 {
-    QTest::addColumn<bool>("targetCloses");
-    QTest::newRow("the user disconnects") << false;
-    QTest::newRow("the target closes") << true;
+    QTest::addColumn<QString>("ending");
+    QTest::addColumn<quint32>("size"); // of the header that cannot be framed
+    QTest::newRow("the user disconnects") << "disconnect" << quint32(0);
+    QTest::newRow("the target closes") << "close" << quint32(0);
+    QTest::newRow("size zero") << "broken" << quint32(0);
+    QTest::newRow("size five") << "broken" << quint32(5);
+    QTest::newRow("size eleven") << "broken" << quint32(11);
+    QTest::newRow("size all ones") << "broken" << quint32(0xFFFFFFFF);
+    QTest::newRow("size one past the cap") << "broken" << PacketHeader::maxFrameSize + 1;
 }
 
-// The queue outlives a connection, but a frame cut short does not: the next
-// connection's stream starts at a frame of its own.
-void tst_ProfilerNetwork::untakenFramesStayQueued()
+// What is queued outlives the connection and meets the next one's first pass; a
+// frame cut short does not: the next stream starts at a frame of its own.
+void tst_ProfilerNetwork::queueOutlivesTheConnection()
 {
-    QFETCH(bool, targetCloses);
+    QFETCH(QString, ending);
+    QFETCH(quint32, size);
     connectLink();
     QSignalSpy status(network, SIGNAL(statusChanged(QString)));
     QSignalSpy ready(network, SIGNAL(packetReady()));
-    target->send(TestFrames::frame(2, 0, 0));
-    QTRY_COMPARE(ready.count(), 1);
-    // A later pass that adds only part of a frame still announces the old one.
+    const QByteArray untaken = TestFrames::frame(2, 0, 0);
     const QByteArray cut = TestFrames::frame(3, 0, 1, QByteArray(16, 'x'));
-    target->send(cut.left(20));
-    QTRY_COMPARE(ready.count(), 2);
-    if (targetCloses) {
-        target->closeClient();
-        QTRY_COMPARE(lastText(status), targetClosed);
+    target->send(untaken);
+    QTRY_COMPARE(ready.count(), 1);
+    if (ending == QLatin1String("broken")) {
+        // Dropped at once, not waiting for bytes that never come; the good frame
+        // of that pass stays queued, unannounced.
+        target->send(cut + FakeTarget::header(size, 4));
+        QTRY_COMPARE(lastText(status), QString::fromLatin1(socketError));
+        QCOMPARE(status.count(), 1);
+        QVERIFY(!network->isConnected() && !network->isConnecting());
+        QVERIFY(!network->isIdleTimerActive() && !network->isReconnectTimerActive());
+        QCOMPARE(ready.count(), 1);
     } else {
-        network->disconnectFromTarget();
+        // A pass that adds only part of a frame still announces the old one.
+        target->send(cut.left(20));
+        QTRY_COMPARE(ready.count(), 2);
+        if (ending == QLatin1String("close")) {
+            target->closeClient();
+            QTRY_COMPARE(lastText(status), targetClosed);
+        } else {
+            network->disconnectFromTarget();
+        }
     }
-    QCOMPARE(network->countPackets(2, 0), 1);
-    QCOMPARE(network->takePacket(2, 0), TestFrames::frame(2, 0, 0));
-    QCOMPARE(network->queuedPacketCount(), 0);
+    const qsizetype passes = ready.count();
     network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
     QTRY_VERIFY(network->isConnected() && target->connectionCount() == 2);
-    target->send(cut);
-    QTRY_COMPARE(ready.count(), 3);
-    QCOMPARE(network->takePacket(3, 0), cut);
-    QCOMPARE(network->queuedPacketCount(), 0);
+    target->send(TestFrames::frame(5, 0, 1));
+    QTRY_COMPARE(ready.count(), passes + 1);
+    QCOMPARE(network->takePacket(2, 0), untaken);
+    QCOMPARE(network->countPackets(3, 0), ending == QLatin1String("broken") ? 1 : 0);
+    QCOMPARE(network->countPackets(5, 0), 1);
+    QCOMPARE(network->queuedPacketCount(), ending == QLatin1String("broken") ? 2 : 1);
 }
 
-// The socket refuses a second connectToHost while one runs; that goes through
-// the error table like any other error. (Refusals and closes are run through
-// the whole form.)
+// The socket refuses a second connectToHost while one runs: the error table applies.
 void tst_ProfilerNetwork::attemptWhileOneRuns()
 {
     QSignalSpy status(network, SIGNAL(statusChanged(QString)));
@@ -235,13 +178,9 @@ void tst_ProfilerNetwork::sendPacketBounds()
     QVERIFY(network->isConnected());
 }
 
-// The idle and retry timers in real time. Tolerances are generous since the
-// machine may be busy, and a coarse timer may fire up to 5 % early; what
-// matters is the order of events and that nothing happens much too early.
-// Every arrival of bytes gives the target 3000 ms more; once they have passed
-// the link is dropped, and 5000 ms later the first retry connects without a
-// status line of its own. Then the target closes and refuses: refused retries
-// stay silent and the timer keeps going until the target listens again.
+// The idle and retry timers in real time; a coarse timer may fire 5 % early. Each
+// arrival of bytes gives the target 3000 ms more, the retry comes 5000 ms after the
+// drop, and refused retries stay silent until the target listens again.
 void tst_ProfilerNetwork::silentTargetIsRetried()
 {
     network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
@@ -250,8 +189,7 @@ void tst_ProfilerNetwork::silentTargetIsRetried()
     QSignalSpy status(network, SIGNAL(statusChanged(QString)));
     QElapsedTimer clock;
     clock.start();
-    // When each status line came: read after a QTRY, the clock runs late on a
-    // busy machine. The connection ends with `scope`, before `when` goes.
+    // Stamped as each line comes: read after a QTRY, the clock runs late.
     QList<qint64> when;
     QObject scope;
     connect(network, &ProfilerNetwork::statusChanged, &scope,
