@@ -77,8 +77,12 @@ void tst_ProfilerNetwork::pauseDropsFrames()
     network->subscribe(1, 0, 100);
     QVERIFY(!network->isIdleTimerActive());
     network->paused = false;
-    // The rest of the cut frame, then one new frame: only those two remain.
-    target->send(TestFrames::frame(3, 0, 1).mid(5) + TestFrames::frame(5, 0, 0));
+    // More of the cut frame: a pass with no whole frame and nothing queued is silent.
+    target->send(TestFrames::frame(3, 0, 1).mid(5, 3));
+    QTRY_VERIFY(network->isIdleTimerActive());
+    QCOMPARE(ready.count(), 0);
+    // The rest of it, then one new frame: only those two remain.
+    target->send(TestFrames::frame(3, 0, 1).mid(8) + TestFrames::frame(5, 0, 0));
     QTRY_COMPARE(ready.count(), 1);
     QCOMPARE(network->countPackets(3, 0), 1);
     QCOMPARE(network->countPackets(5, 0), 1);
