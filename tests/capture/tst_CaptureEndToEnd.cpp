@@ -20,7 +20,6 @@
 
 namespace {
 
-// zelto-capture as a child process, its output collected as it comes.
 class Capture
 {
 public:
@@ -33,7 +32,6 @@ public:
         process.kill();
         process.waitForFinished();
     }
-    // Runs the event loop until the output holds `fragment`.
     bool waitFor(const char* fragment, int timeoutMs = 10000)
     {
         QElapsedTimer clock;
@@ -107,6 +105,8 @@ QStringList shownBy(ProfilerForm* form)
 
 void connectForm(ProfilerForm* form, quint16 port)
 {
+    form->resize(1000, 720);
+    form->show();
     for (LineGraphLegendItem* row : form->findChildren<LineGraphLegendItem*>())
         row->checkBox()->setChecked(true);
     form->findChild<QLineEdit*>(QStringLiteral("portEdit"))->setText(QString::number(port));
@@ -183,7 +183,6 @@ void TestCaptureEndToEnd::relayPassesEveryByteBothWays()
     QTRY_VERIFY_WITH_TIMEOUT((got += profiler.readAll()).size() >= answer.size(), 5000);
     QCOMPARE(got, answer);
 
-    // The target's close ends the profiler's connection too.
     target.closeClient();
     QTRY_COMPARE_WITH_TIMEOUT(profiler.state(), QAbstractSocket::UnconnectedState, 5000);
     QCOMPARE(relay.stop(), 0);
@@ -252,8 +251,6 @@ void TestCaptureEndToEnd::replayShowsWhatTheDirectRunShowed()
                         {QString::number(sim->port()), QString::number(relayPort), path}));
     QVERIFY(relay.waitFor("recording"));
     ProfilerForm live;
-    live.resize(1000, 720);
-    live.show();
     connectForm(&live, relayPort);
     QTRY_VERIFY_WITH_TIMEOUT(!live.findChild<DSPNetGraph*>()->graphNodes().isEmpty(), 5000);
     QTest::qWait(2500);
@@ -268,8 +265,6 @@ void TestCaptureEndToEnd::replayShowsWhatTheDirectRunShowed()
     Capture replay(words("replay %1 --port %2", {path, QString::number(replayPort)}));
     QVERIFY(replay.waitFor("replaying"));
     ProfilerForm replayed;
-    replayed.resize(1000, 720);
-    replayed.show();
     connectForm(&replayed, replayPort);
     QVERIFY(replay.waitFor("replay finished", 15000));
     QTRY_COMPARE_WITH_TIMEOUT(replay.process.state(), QProcess::NotRunning, 5000);

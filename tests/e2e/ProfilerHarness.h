@@ -12,10 +12,7 @@ class ProfilerNetwork;
 class StatsHistory;
 struct DSPNode;
 
-// The profiler without its window: the link and the five decoders, wired as
-// the form wires them. It sends the six subscriptions whenever the link comes
-// up, keeps every status line, and counts the snapshots before the tree takes
-// them.
+// The link and the five decoders wired as the form wires them, without the window.
 class ProfilerHarness : public QObject
 {
     Q_OBJECT
@@ -26,7 +23,6 @@ public:
 
     void connectTo(quint16 port);
     int statusCount(const QString& status) const { return int(statuses.count(status)); }
-    // The unit of the current graph with this name; null when there is none.
     DSPNode* findNode(const QString& name) const;
 
     ProfilerNetwork* network;

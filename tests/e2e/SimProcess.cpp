@@ -75,15 +75,15 @@ int SimProcess::finish(SimProcess*& sim, bool testFailed)
 
 int SimProcess::stop(int timeoutMs)
 {
-    if (!isRunning())
-        return process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1;
-    process->terminate();
-    if (!process->waitForFinished(timeoutMs)) {
-        process->kill();
-        process->waitForFinished(timeoutMs);
-        return -1;
+    if (isRunning()) {
+        process->terminate();
+        if (!process->waitForFinished(timeoutMs)) {
+            process->kill();
+            process->waitForFinished(timeoutMs);
+            return -1;
+        }
+        slotReadyRead();
     }
-    slotReadyRead();
     return process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1;
 }
 

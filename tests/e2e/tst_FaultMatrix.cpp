@@ -14,6 +14,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -227,10 +228,8 @@ void TestFaultMatrix::menuCommandShowsOnScreen_data()
     QTest::addColumn<QString>("entry");
     QTest::addColumn<QString>("logged");
 
-    QTest::newRow("Active disables") << "Active"
-                                     << "command enable id";
-    QTest::newRow("Bypass bypasses") << "Bypass"
-                                     << "command bypass id";
+    QTest::newRow("Active disables") << "Active" << QString("command enable id");
+    QTest::newRow("Bypass bypasses") << "Bypass" << QString("command bypass id");
 }
 
 void TestFaultMatrix::menuCommandShowsOnScreen()
@@ -271,10 +270,7 @@ void TestFaultMatrix::startTarget(const QStringList& arguments)
 
 void TestFaultMatrix::restartCleanTarget()
 {
-    const int exitCode = sim->stop();
-    delete sim;
-    sim = nullptr;
-    QCOMPARE(exitCode, 0);
+    QCOMPARE(SimProcess::finish(sim, false), 0);
     startTarget(QStringList());
     QVERIFY(sim->waitForLine(QStringLiteral("listening on"), 10000));
 }
@@ -288,14 +284,12 @@ void TestFaultMatrix::expectDecoding(int minimumSamples)
 {
     for (const auto& spy : sampleSpies)
         spy->clear();
-    const auto fewestSamples = [this] {
-        int fewest = INT_MAX;
-        for (const auto& spy : sampleSpies)
-            fewest = qMin(fewest, int(spy->count()));
-        return fewest;
-    };
+    const auto fewer = [](const auto& a, const auto& b) { return a->count() < b->count(); };
     const double before = graphFingerprint();
-    QTRY_VERIFY_WITH_TIMEOUT(fewestSamples() >= minimumSamples, 15000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (*std::min_element(sampleSpies.cbegin(), sampleSpies.cend(), fewer))->count() >=
+            minimumSamples,
+        15000);
     QTRY_VERIFY_WITH_TIMEOUT(graphFingerprint() != before, 5000);
     QVERIFY(!form->findChild<DSPNetGraph*>()->graphNodes().isEmpty());
 }

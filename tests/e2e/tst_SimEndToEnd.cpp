@@ -84,8 +84,6 @@ void TestSimEndToEnd::badClientIsDropped_data()
         << "middle of a frame (15 of 18 bytes)";
 }
 
-// Whatever a client sends, the simulator logs it, lets that client go and
-// serves the next one.
 void TestSimEndToEnd::badClientIsDropped()
 {
     QFETCH(QByteArray, bytes);
@@ -105,8 +103,6 @@ void TestSimEndToEnd::badClientIsDropped()
     QTRY_VERIFY_WITH_TIMEOUT(profiler.snapshots > 0, 5000);
 }
 
-// Every snapshot version that the simulated target can write must decode into
-// the same mixer network, with exactly the fields that version carries.
 void TestSimEndToEnd::everyVersionDecodes_data()
 {
     QTest::addColumn<int>("version");
@@ -151,8 +147,7 @@ void TestSimEndToEnd::everyVersionDecodes()
     QCOMPARE(ducker->depth, 3); // fader, limiter, mixer, ducker
     QTRY_COMPARE_WITH_TIMEOUT(tree->groups.size(), qsizetype(9), 5000);
 
-    // The simulator's ids have bit 31 set: versions 0 and 1 widen them with
-    // the sign.
+    // The simulator's ids have bit 31 set: versions 0 and 1 widen them with the sign.
     QCOMPARE(ducker->id >> 32 != 0xFFFFFFFFu, carries.contains("ids"));
     QCOMPARE(ducker->groupId != 0, carries.contains("groups"));
     QCOMPARE(!ducker->volumeLevels.isEmpty(), carries.contains("levels"));

@@ -16,8 +16,7 @@ namespace {
 using Frames = QList<QByteArray>;
 using Ints = QList<int>;
 
-// One store behind the same calls, whatever its kind; the first field of a snapshot
-// serves as its marker.
+// Any store behind the same calls; a snapshot's first field is its marker.
 struct Probe
 {
     QObject* store;

@@ -160,7 +160,6 @@ QByteArray statsFrame(const QList<qint16>& counts, qint32 memory, qint32 memoryL
 
 const QList<qint16> someCounts = {10, 32, 20, 64, 1, 4, 0, 0, 2, 8, 0, 0, 0, 0, 0, 0, 3, 16};
 
-// The lower panel over four stores that are fed by hand.
 struct Panel
 {
     CPUHistory cpu{nullptr};

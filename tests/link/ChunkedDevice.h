@@ -4,9 +4,7 @@
 #include <QByteArray>
 #include <QIODevice>
 
-// A sequential, read-only device over a fixed byte stream that shows the
-// stream a chunk at a time, the way a socket's buffer fills: bytes that have
-// not been revealed cannot be read, and each reveal() emits one readyRead.
+// A byte stream shown a chunk at a time, the way a socket's buffer fills.
 class ChunkedDevice : public QIODevice
 {
     Q_OBJECT
@@ -14,12 +12,10 @@ class ChunkedDevice : public QIODevice
 public:
     explicit ChunkedDevice(const QByteArray& stream);
 
-    // Makes the next count bytes readable (fewer at the end of the stream)
-    // and emits readyRead, even when nothing new was left to show.
+    // Always emits readyRead, even with nothing new to show.
     void reveal(qint64 count);
 
-    // Bytes that the reader has taken for good: handed out by readData and
-    // no longer held in the device's read buffer (a peek keeps them there).
+    // Taken for good: a peek keeps bytes in the read buffer.
     qint64 consumedBytes() const { return handedOut - QIODevice::bytesAvailable(); }
 
     bool isSequential() const override { return true; }

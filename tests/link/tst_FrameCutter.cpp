@@ -20,8 +20,7 @@ struct CutOutcome
     qint64 pending = 0;
 };
 
-// Reveals the stream in the chunks given (the rest as a last chunk) and cuts
-// after each, as the link does on every readyRead; stops at a broken stream.
+// Cuts after each chunk (the rest as a last one), as the link does on every readyRead.
 CutOutcome cutInChunks(const QByteArray& stream, const QList<qint64>& chunks, PacketQueue& queue,
                        qint64 maxQueuedBytes)
 {
@@ -39,8 +38,7 @@ CutOutcome cutInChunks(const QByteArray& stream, const QList<qint64>& chunks, Pa
     return outcome;
 }
 
-// Takes the expected frames from the queue in stream order; each must come
-// out of the FIFO of its own kind, and nothing may be left.
+// Each frame from the FIFO of its own kind, in stream order, and nothing left.
 bool takeExactly(PacketQueue& queue, const QList<QByteArray>& frames)
 {
     for (const QByteArray& frame : frames) {
@@ -99,10 +97,8 @@ void tst_FrameCutter::sameFramesAtEverySplit_data()
         << QList<QByteArray>{bare, bare} << bare + bare << qint64(35) << true;
 }
 
-// A socket may hand the bytes over in any pieces: every split into two
-// chunks, and byte by byte, must give the same frames and the same verdict.
-// Every byte is read; those behind the last whole frame wait in the cutter,
-// and a broken stream leaves nothing there.
+// Every split into two chunks, and byte by byte, gives the same frames and verdict;
+// bytes behind the last whole frame wait in the cutter, unless the stream broke.
 void tst_FrameCutter::sameFramesAtEverySplit()
 {
     QFETCH(QList<QByteArray>, frames);
@@ -146,8 +142,6 @@ void tst_FrameCutter::framesBeyondOneRead_data()
         << QList<qint64>{sample.size() + 5, 150000, 150000};
 }
 
-// However the reads fall, every frame comes out whole, and the cutter keeps
-// nothing once the last one is in.
 void tst_FrameCutter::framesBeyondOneRead()
 {
     QFETCH(QList<QByteArray>, frames);

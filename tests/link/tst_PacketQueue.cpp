@@ -5,8 +5,7 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
-// Frames carry a one-byte tag in their payload so that a test can tell which
-// one came back.
+// The tag tells which frame came back.
 static QByteArray taggedFrame(quint8 kind, quint8 subKind, char tag)
 {
     QByteArray frame(PacketHeader::headerSize + 1, '\0');
@@ -32,10 +31,8 @@ private Q_SLOTS:
     void wireRead();
 };
 
-// The per-packet queues must answer exactly as one list walked from the
-// oldest frame would, whatever the interleaving of appends and takes: the
-// oldest frame of the packet first, kind and sub-kind both matching, the
-// version (which carries the tag) playing no part.
+// The per-packet queues answer as one list walked from the oldest frame would:
+// kind and sub-kind both matching, the version (the tag) playing no part.
 void tst_PacketQueue::sameAsSingleList()
 {
     QRandomGenerator random(2024);
@@ -83,9 +80,8 @@ void tst_PacketQueue::viewsOfAHeldBlock_data()
     QTest::newRow("left past the end of the pass") << QStringLiteral("left");
 }
 
-// Frames queued as views of a received block must keep their bytes however
-// they leave the queue, once the pass is over and the block is someone
-// else's alone to change.
+// Views of a received block keep their bytes however they leave the queue, once
+// the pass is over and the block may change.
 void tst_PacketQueue::viewsOfAHeldBlock()
 {
     QFETCH(QString, leaves);

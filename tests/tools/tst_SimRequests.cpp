@@ -42,8 +42,6 @@ QByteArray textCommand(quint8 kind, quint8 version, const QByteArray& text)
     return header(140, kind, 1, version) + field;
 }
 
-// Subscriptions as the profiler sends them on connecting, then one command of
-// each kind.
 QByteArray session()
 {
     return subscription(1, 100) + subscription(7, 100) + subscription(9, 200) +
@@ -51,8 +49,7 @@ QByteArray session()
            textCommand(1, 6, "Show") + textCommand(7, 0, "Weapons");
 }
 
-// Feeds `stream` in pieces whose lengths cycle through `pieces`, and reads
-// every request that comes out, as one line each.
+// Piece lengths cycle through `pieces`; one line per request.
 QStringList readAll(const QByteArray& stream, const QList<int>& pieces, QString* error)
 {
     SimFrameReader reader;
