@@ -98,7 +98,6 @@ private Q_SLOTS:
     void legendChangesShowAsInAFreshWindow();
 
 private:
-    QString look() const { return form->look(); }
     void play(const QString& step);
     template <typename T> T* child(const char* name) const { return form->child<T>(name); }
 
@@ -198,7 +197,7 @@ void tst_ProfilerForm::runs()
     for (int i = 0; i < statuses.size(); ++i)
         QCOMPARE(status.at(i).at(0).toString(), statuses.at(i));
     QCOMPARE(child<QLabel>("statusLabel")->text(), line);
-    QCOMPARE(look(), finalLook);
+    QCOMPARE(form->look(), finalLook);
     QCOMPARE(form->errorBoxes, errorBoxes);
     QVERIFY(!network->isConnecting() && !network->isReconnectTimerActive());
     QVERIFY(!network->isIdleTimerActive());
@@ -221,15 +220,15 @@ void tst_ProfilerForm::play(const QString& step)
     } else if (step == QLatin1String("refusing")) {
         child<QLineEdit>("portEdit")->setText(QString::number(FakeTarget::unusedPort()));
     } else if (step == QLatin1String("attempt") || step == QLatin1String("idle")) {
-        QCOMPARE(look(), step == QLatin1String("idle") ? "Idle" : "Attempt");
+        QCOMPARE(form->look(), step == QLatin1String("idle") ? "Idle" : "Attempt");
     } else if (step == QLatin1String("live")) {
-        QTRY_COMPARE_WITH_TIMEOUT(look(), QStringLiteral("Live"), 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(form->look(), QStringLiteral("Live"), 15000);
         QTRY_COMPARE(target->received(), subscriptions());
     } else if (step == QLatin1String("pause") || step == QLatin1String("resume")) {
         QTest::mouseClick(child<QPushButton>("pauseButton"), Qt::LeftButton);
         const bool paused = step == QLatin1String("pause");
         QCOMPARE(child<QPushButton>("pauseButton")->text(), paused ? "Resume" : "Pause");
-        QCOMPARE(look(), paused ? "Live paused" : "Live");
+        QCOMPARE(form->look(), paused ? "Live paused" : "Live");
     } else if (step == QLatin1String("close")) {
         target->closeClient();
     } else if (step == QLatin1String("silence")) {

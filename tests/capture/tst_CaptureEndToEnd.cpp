@@ -81,14 +81,6 @@ QList<CaptureRecord> readAll(const QString& path, CaptureReader::Status* status)
     return records;
 }
 
-QByteArray subscription(quint8 kind, quint32 rate)
-{
-    QByteArray payload(6, '\0');
-    payload[0] = char(kind);
-    payload[2] = char(rate);
-    return TestFrames::frame(0, 0, 0, payload);
-}
-
 // What the window shows: every plate, and every legend row with its numbers.
 QStringList shownBy(ProfilerForm* form)
 {
@@ -154,12 +146,12 @@ void TestCaptureEndToEnd::relayPassesEveryByteBothWays()
     profiler.connectToHost(QHostAddress::LocalHost, relayPort);
     QVERIFY(profiler.waitForConnected(5000));
 
-    // Frames to the target, in pieces that cut them anywhere.
-    QByteArray text(128, '\0');
-    text.replace(0, 4, "Show");
-    const QList<QByteArray> toTarget = {subscription(1, 100), subscription(9, 200),
-                                        TestFrames::frame(1, 3, 6, QByteArray(9, '\1')),
-                                        TestFrames::frame(1, 1, 6, text)};
+    // Two subscriptions and two commands to the target, in pieces that cut them anywhere.
+    const QList<QByteArray> toTarget = {
+        QByteArray::fromHex("120000000000000000000000010064000000"),
+        QByteArray::fromHex("1200000000000000000000000900c8000000"),
+        TestFrames::frame(1, 3, 6, QByteArray(9, '\1')),
+        TestFrames::frame(1, 1, 6, QByteArray("Show") + QByteArray(124, '\0'))};
     const QByteArray sent = toTarget.join();
     profiler.write(sent.left(7));
     QTest::qWait(30);

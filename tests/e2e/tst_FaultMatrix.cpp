@@ -159,11 +159,10 @@ void TestFaultMatrix::fault_data()
     // A snapshot whose input counts claim more records than it holds is
     // dropped, names are read up to their field's end: neither has a status
     // line of its own.
-    QTest::newRow("lying input count") << QStringList{"--hostile", "lying-count"} << hostile
-                                       << connected << "Live" << 0 << StaysLive << 1;
-    QTest::newRow("names without terminator")
-        << QStringList{"--hostile", "unterminated-name"} << hostile << connected << "Live" << 0
-        << StaysLive << 1;
+    for (const char* lie : {"lying-count", "unterminated-name"}) {
+        QTest::addRow("hostile %s", lie) << QStringList{"--hostile", lie} << hostile << connected
+                                         << "Live" << 0 << StaysLive << 1;
+    }
     for (const char* kind : {"1", "7", "3", "4", "5", "9"}) {
         QTest::addRow("incompatible version of kind %s", kind)
             << QStringList{"--bad-version", kind}

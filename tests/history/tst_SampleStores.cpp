@@ -38,7 +38,6 @@ Probe probe(Store* store, Field Snapshot::*first)
 
 struct Stores
 {
-    Stores() : cpu(nullptr), channel(nullptr), codec(nullptr), stats(nullptr) {}
     Probe operator[](quint8 kind)
     {
         if (kind == PacketKind::CPU)
@@ -50,10 +49,10 @@ struct Stores
         return probe(&stats, &StatsSnapshot::dsp);
     }
 
-    CPUHistory cpu;
-    ChannelHistory channel;
-    CodecHistory codec;
-    StatsHistory stats;
+    CPUHistory cpu{nullptr};
+    ChannelHistory channel{nullptr};
+    CodecHistory codec{nullptr};
+    StatsHistory stats{nullptr};
 };
 
 Ints range(int first, int last)

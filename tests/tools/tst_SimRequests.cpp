@@ -42,13 +42,6 @@ QByteArray textCommand(quint8 kind, quint8 version, const QByteArray& text)
     return header(140, kind, 1, version) + field;
 }
 
-QByteArray session()
-{
-    return subscription(1, 100) + subscription(7, 100) + subscription(9, 200) +
-           switchCommand(2, Q_UINT64_C(0x00007F3A80001040), false) + switchCommand(3, 5, true) +
-           textCommand(1, 6, "Show") + textCommand(7, 0, "Weapons");
-}
-
 // Piece lengths cycle through `pieces`; one line per request.
 QStringList readAll(const QByteArray& stream, const QList<int>& pieces, QString* error)
 {
@@ -130,7 +123,12 @@ void TestSimRequests::splitAnywhere()
 {
     QFETCH(QList<int>, pieces);
     QString error;
-    const QStringList lines = readAll(session(), pieces, &error);
+    // Subscriptions as the profiler sends them on connecting, then one command of each kind.
+    const QByteArray session = subscription(1, 100) + subscription(7, 100) + subscription(9, 200) +
+                               switchCommand(2, Q_UINT64_C(0x00007F3A80001040), false) +
+                               switchCommand(3, 5, true) + textCommand(1, 6, "Show") +
+                               textCommand(7, 0, "Weapons");
+    const QStringList lines = readAll(session, pieces, &error);
     QCOMPARE(error, QString());
     const QStringList expected{
         "subscription kind 1/0 rate 100",           "subscription kind 7/0 rate 100",
