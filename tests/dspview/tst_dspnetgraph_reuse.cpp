@@ -1,23 +1,17 @@
-#include "DSPNetGraph.h"
-#include "DSPTree.h"
-#include "TestNetwork.h"
+#include "GraphFixture.h"
 
 #include <QImage>
 #include <QPainter>
-#include <QStringList>
 #include <QTest>
 
 #include <algorithm>
 #include <limits>
 #include <memory>
 
-// A snapshot of the same shape as the one before is not decoded and laid out
-// again; only its values are copied into what the last one built. Nobody may
-// see the difference: a tree and a graph that live through a sequence of
-// snapshots must end up, after each of them, exactly like a fresh tree and
-// graph that saw only that snapshot. The same holds when the graph lays each
-// new shape out in a later turn of the event loop, as it does for large
-// networks.
+// A snapshot of the same shape as the last is not decoded and laid out again;
+// only its values are copied. After each snapshot of a sequence, tree, layout
+// and pixels must equal a fresh tree and graph that saw only that snapshot,
+// also when the graph lays a new shape out a turn of the event loop later.
 class TestDSPNetGraphReuse : public QObject
 {
     Q_OBJECT
@@ -98,49 +92,28 @@ QString number(float value)
     return QString::number(double(value), 'g', 9);
 }
 
-QString levelsText(const QList<float>& levels)
-{
-    QStringList items;
-    for (float level : levels)
-        items << number(level);
-    return items.join(QLatin1Char(','));
-}
-
 // Every field of every unit, in id order, and of the tree itself.
 QString treeText(const DSPTree& tree)
 {
     QList<quint64> ids = tree.nodes.keys();
     std::sort(ids.begin(), ids.end());
-    QStringList lines{QStringLiteral("v%1 cpu %2 rate %3 block %4 root %5")
-                          .arg(tree.networkVersion)
-                          .arg(number(tree.totalCPU))
-                          .arg(tree.sampleRate)
-                          .arg(tree.blockLength)
-                          .arg(tree.head.inputs.isEmpty() ? 0 : tree.head.inputs[0].node->id)};
+    const quint64 root = tree.head.inputs.isEmpty() ? 0 : tree.head.inputs[0].node->id;
+    QStringList lines{QString::asprintf("v%d cpu %s rate %d block %d root %llu",
+                                        tree.networkVersion, qPrintable(number(tree.totalCPU)),
+                                        tree.sampleRate, tree.blockLength, root)};
     for (quint64 id : ids) {
         const DSPNode* n = tree.nodes.value(id);
-        QStringList inputs;
-        for (const DSPConnection& c : n->inputs)
-            inputs << QStringLiteral("%1%2%3")
-                          .arg(c.node->id)
-                          .arg(c.send ? "s" : "")
-                          .arg(c.sidechain ? "c" : "");
-        QStringList levels;
+        QString text = QString::asprintf("%llu g%llu t%llu %d%d i%u/", id, n->groupId,
+                                         n->sendTargetId, n->active, n->bypass, n->inclusiveTime);
+        text += number(n->inclusiveCPU) + QStringLiteral(" e%1/").arg(n->exclusiveTime) +
+                number(n->exclusiveCPU) + QStringLiteral(" d%1 ").arg(n->depth) + n->name + " [";
         for (qint8 level : n->volumeLevels)
-            levels << QString::number(level);
-        lines << QStringLiteral("%1 %2 g%3 t%4 %5%6 i%7/%8 e%9/%10 [%11] <%12> d%13")
-                     .arg(id)
-                     .arg(n->name)
-                     .arg(n->groupId)
-                     .arg(n->sendTargetId)
-                     .arg(n->active)
-                     .arg(n->bypass)
-                     .arg(n->inclusiveTime)
-                     .arg(number(n->inclusiveCPU))
-                     .arg(n->exclusiveTime)
-                     .arg(number(n->exclusiveCPU))
-                     .arg(levels.join(QLatin1Char(',')), inputs.join(QLatin1Char(',')))
-                     .arg(n->depth);
+            text += QString::number(level) + QLatin1Char(',');
+        text += QStringLiteral("] <");
+        for (const DSPConnection& c : n->inputs)
+            text += QString::asprintf("%llu%s%s,", c.node->id, c.send ? "s" : "",
+                                      c.sidechain ? "c" : "");
+        lines << text;
     }
     for (const DSPGroup* g : tree.groups)
         lines << QStringLiteral("group %1<%2 %3 %4")
@@ -150,52 +123,32 @@ QString treeText(const DSPTree& tree)
     return lines.join(QLatin1Char('\n'));
 }
 
-QString linesText(const QList<QLine>& lines)
-{
-    QStringList items;
-    for (const QLine& l : lines)
-        items << QStringLiteral("%1,%2>%3,%4").arg(l.x1()).arg(l.y1()).arg(l.x2()).arg(l.y2());
-    return items.join(QLatin1Char(' '));
-}
-
 // Every list of the layout, every field.
-QString layoutText(const DSPNetGraphLayout& layout)
+QString everyField(const DSPNetGraphLayout& layout)
 {
-    QStringList lines;
-    for (const GraphNode& n : layout.nodes)
-        lines << QStringLiteral("%1@%2,%3 #%4 g%5 t%6 %7%8 %9/%10 [%11]")
-                     .arg(n.name)
-                     .arg(n.position.x())
-                     .arg(n.position.y())
-                     .arg(n.id)
-                     .arg(n.groupId)
-                     .arg(n.sendTargetId)
-                     .arg(n.active)
-                     .arg(n.bypass)
-                     .arg(number(n.inclusiveCPU), number(n.exclusiveCPU), levelsText(n.levels));
-    for (const QList<QLine>* l : {&layout.standardLines, &layout.sendLines, &layout.sidechainLines,
-                                  &layout.sendSidechainLines})
+    QStringList lines{layoutText(layout)};
+    for (const GraphNode& n : layout.nodes) {
+        QString text = QString::asprintf("#%llu g%llu t%llu %d%d ", n.id, n.groupId, n.sendTargetId,
+                                         n.active, n.bypass);
+        text += number(n.inclusiveCPU) + QLatin1Char('/') + number(n.exclusiveCPU) + " [";
+        for (float level : n.levels)
+            text += number(level) + QLatin1Char(',');
+        lines << text;
+    }
+    for (const QList<QLine>* l :
+         {&layout.sendLines, &layout.sidechainLines, &layout.sendSidechainLines})
         lines << linesText(*l);
-    QStringList points;
-    for (const QPoint& p : layout.ellipsisPoints)
-        points << QStringLiteral("%1,%2").arg(p.x()).arg(p.y());
-    lines << points.join(QLatin1Char(' '));
     for (const GraphGroup& g : layout.groups)
-        lines << QStringLiteral("group %1<%2 %3 %4 L%5 %6,%7 %8x%9")
-                     .arg(g.id)
-                     .arg(g.parentId)
-                     .arg(g.name, g.guid)
-                     .arg(g.level)
-                     .arg(g.rect.x())
-                     .arg(g.rect.y())
-                     .arg(g.rect.width())
-                     .arg(g.rect.height());
-    lines << QStringLiteral("max %1,%2 selected %3 at %4,%5")
-                 .arg(layout.maxX)
-                 .arg(layout.maxY)
-                 .arg(layout.selectedTreeNode != nullptr)
-                 .arg(layout.selectedNewPosition.x())
-                 .arg(layout.selectedNewPosition.y());
+        lines << QStringLiteral("group %1<%2 %3 %4 L%5 ")
+                         .arg(g.id)
+                         .arg(g.parentId)
+                         .arg(g.name, g.guid)
+                         .arg(g.level) +
+                     QString::asprintf("%g,%g %gx%g", g.rect.x(), g.rect.y(), g.rect.width(),
+                                       g.rect.height());
+    lines << QString::asprintf("max %d,%d selected %d at %d,%d", layout.maxX, layout.maxY,
+                               layout.selectedTreeNode != nullptr, layout.selectedNewPosition.x(),
+                               layout.selectedNewPosition.y());
     return lines.join(QLatin1Char('\n'));
 }
 
@@ -288,7 +241,7 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass()
         auto fresh = std::make_unique<Viewer>();
         fresh->feed(step);
         QCOMPARE(treeText(living.tree), treeText(fresh->tree));
-        QCOMPARE(layoutText(living.graph.graphLayout()), layoutText(fresh->graph.graphLayout()));
+        QCOMPARE(everyField(living.graph.graphLayout()), everyField(fresh->graph.graphLayout()));
         const QSize size = fresh->graph.graphLayout().neededSize(1.0f);
         QVERIFY(living.image(size) == fresh->image(size));
     }
