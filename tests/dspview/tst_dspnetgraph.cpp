@@ -10,16 +10,10 @@
 #include <QtTest>
 #include <functional>
 
-// The walk of a snapshot into plates, lines, "..." marks, groups and the
-// widget's size; how the selection is followed from one snapshot to the next;
-// and the pixels of the graph rendered into an image over the screen's
-// backdrop. A state colour or a meter is seen only through the translucent
-// glass plate, so each probe is compared with the plate drawn alone over the
-// colour expected. A repaint of part of the widget skips what lies outside
-// that part: painted tile by tile, the graph must come out pixel for pixel as
-// when every tile draws everything. Anything culled too eagerly leaves a gap
-// at a tile edge, and anything that draws differently alone (dashes,
-// overlapping line edges) changes pixels.
+// The layout of a snapshot, the selection across snapshots, and the pixels
+// rendered over the screen's backdrop. Colours are seen through the glass
+// plate, so each probe is compared with the plate drawn alone over the colour
+// expected.
 class TestDSPNetGraph : public QObject
 {
     Q_OBJECT
@@ -104,10 +98,8 @@ protected:
     }
 };
 
-// Every kind of thing the graph draws: the four kinds of connection, a unit
-// sending to another, a collapsed row with its "...", meters running past the
-// plate, long names that wrap and are cut, a unit shared by two parents, and
-// a group nested in a group with a GUID.
+// Every kind of thing the graph draws: four kinds of line, "...", meters past
+// the plate, wrapped and cut names, a shared unit, nested groups with a GUID.
 void buildNetwork(GraphFixture& f)
 {
     f.net.node(QStringLiteral("A")).name = QStringLiteral("Compressor:Sidechain:Input:Left");
@@ -128,9 +120,7 @@ void buildNetwork(GraphFixture& f)
     f.tree.acceptGroupFrame(TestFrames::groupTable({inner, other, outer}));
 }
 
-// The graph painted tile by tile, each tile under its own clip as a repaint
-// of that part of the widget is: drawn whole (culled false) or drawing only
-// what may touch the tile (culled true).
+// The graph painted tile by tile under a clip, drawn whole or culled to the tile.
 QImage tiledRender(DSPNetGraph& graph, QSize tile, bool culled)
 {
     QImage image(graph.size(), QImage::Format_ARGB32);
@@ -232,8 +222,7 @@ void TestDSPNetGraph::connectionLists()
     QCOMPARE(linesText(layout.sendSidechainLines), "210,182>130,37");
 }
 
-// Groups of R<-A,B,C: A at (210, 10), B at (210, 85), C at (210, 160). A table
-// entry is "id>parent:name", with a trailing '!' for a non-null GUID. A result is
+// Groups of R<-A,B,C. Table entry "id>parent:name", '!' for a GUID; result
 // "id/level/rect/name/parent/guid".
 void TestDSPNetGraph::groups_data()
 {
@@ -329,8 +318,7 @@ void TestDSPNetGraph::selection()
         QCOMPARE(spy.at(0), QVariantList({moved, QPoint(210, 85)}));
 }
 
-// A chain deeper than any call stack, and a ladder of 30 diamonds whose
-// paths double at each rung: visiting a node twice would never end.
+// Deeper than any call stack; paths that double at each of 30 rungs.
 void TestDSPNetGraph::deepAndTangled_data()
 {
     QTest::addColumn<QString>("network");
@@ -412,9 +400,8 @@ void TestDSPNetGraph::repaintsMerge()
     QVERIFY(!timer->isActive()); // nothing left for a second update()
 }
 
-// Unit A: name "Lowpass:2", id 0x12ff, group 0xabc0; CPU scale 0.0 to 0.2.
-// A probe at (10, 12) of the plate sees the state colour; one at column 6
-// sees the first meter, whose bar spans rows 13 to 51 from the plate's top 10.
+// A: "Lowpass:2", id 0x12ff, group 0xabc0; CPU scale 0.0 to 0.2. (10, 12)
+// sees the state colour; column 6 the first meter, rows 13 to 51 from top 10.
 void TestDSPNetGraph::plateColour_data()
 {
     QTest::addColumn<QString>("options");
@@ -510,11 +497,9 @@ QFont plateFont()
     return font;
 }
 
-// The legend, the group texts and the "..." mark, drawn by hand where and as
-// the window's description puts them, over the graph painted without them.
-// A and C stand in group 5 inside group 7 (a GUID, two columns wide), B in
-// group 6 inside group 8 (a GUID, one column); D keeps a row free between
-// them, so that no box or line crosses a text.
+// Legend, group texts and "..." drawn by hand over the graph painted without
+// them. A, C in group 5 in 7 (GUID, two columns wide), B in 6 in 8 (GUID, one
+// column); D keeps a row free so that no box or line crosses a text.
 void TestDSPNetGraph::paintedTexts_data()
 {
     QTest::addColumn<float>("scale");
@@ -629,10 +614,9 @@ void TestDSPNetGraph::paintedTexts()
     QCOMPARE(images[1], images[0]);
 }
 
-// The plates are read at scale times the device pixel ratio, from the larger
-// images only where the smaller ones are too small, and every device pixel of
-// the rim is a pixel of that image: at ratio 2 the rim is as sharp as the
-// image, not a smaller image stretched. Plate A stands at (210, 10) in R<-A.
+// Plates are read at scale times pixel ratio, from the larger image only where
+// the smaller is too small; every rim pixel is a pixel of that image, not a
+// smaller image stretched.
 void TestDSPNetGraph::platesAtPixelRatio_data()
 {
     QTest::addColumn<float>("scale");
@@ -691,12 +675,9 @@ void TestDSPNetGraph::platesAtPixelRatio()
     QVERIFY(shown.pixel(x, y) != shown.pixel(x - 1, y));
 }
 
-// A plate's text looks exactly as the painter writes the same text into the
-// plate's text box: wrapped at blanks, centred both ways, cut at the box, and
-// never read as markup; with the CPU figures, the chosen share as a
-// percentage with two decimals on a line of its own above the name. The
-// reference is the unit's plate, unnamed and without figures, with the text
-// written over it by hand; the highlight gives both plates one colour.
+// A plate's text equals the same text written by hand into the unnamed
+// plate's text box (wrapped, centred, cut, never markup); the highlight gives
+// both plates one colour.
 void TestDSPNetGraph::plateTexts_data()
 {
     QTest::addColumn<QString>("name");
@@ -757,8 +738,7 @@ void TestDSPNetGraph::plateTexts()
     QCOMPARE(images[1].copy(plate), images[0].copy(plate));
 }
 
-// Plate texts are laid out once and kept; whatever changes in between, a
-// graph shows what a graph made afresh in its final state shows.
+// Plate texts are laid out once and kept: they must follow every change.
 void TestDSPNetGraph::plateTextsFollowChanges_data()
 {
     QTest::addColumn<QStringList>("steps");
@@ -797,8 +777,6 @@ void TestDSPNetGraph::plateTextsFollowChanges()
     QCOMPARE(renderGraph(changed.graph), renderGraph(fresh.graph));
 }
 
-// What the screen shows of the graph, and what a paint of its present state
-// shows.
 QImage onScreen(QWidget* widget)
 {
     const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(widget->winId());
@@ -810,10 +788,8 @@ QImage freshPaint(QWidget* widget)
     return widget->grab().toImage().convertToFormat(QImage::Format_RGB32);
 }
 
-// A snapshot that changes nothing on the screen is not painted again; one that
-// changes anything shown is, and so is the same snapshot again after any input
-// of the picture changed without reaching the screen: a click beside the plates
-// (which repaints nothing by itself), or a change whose own repaint was lost.
+// A snapshot that changes nothing shown is not painted again; one that does
+// is, and so is one after a change whose own repaint was lost.
 void TestDSPNetGraph::repaintAfterSnapshot_data()
 {
     QTest::addColumn<QString>("shown"); // switched on before the first snapshot
@@ -852,8 +828,6 @@ void TestDSPNetGraph::repaintAfterSnapshot()
 {
     QFETCH(QString, shown);
     QFETCH(QString, change);
-    // Five active inputs of R collapse; G is inactive; D sends to A; A and F
-    // stand in a named group inside a group with a GUID.
     GraphFixture f(QStringLiteral("R<-A,B,C,D,E,G; A<-F"));
     TestNode& a = f.net.node(QStringLiteral("A"));
     a.decibels = {-10};

@@ -10,11 +10,9 @@
 #include <algorithm>
 #include <cstring>
 
-// Snapshots and group tables fed straight into the tree: the fields of every
-// record version, levels, shared units, loops, depths and CPU shares; and
-// frames that break the format, and networks shaped to make a careless
-// decoder or walk fail: reads past a field or the frame, allocation without
-// end, recursion as deep as the target likes, exponential re-walks.
+// Snapshots and group tables fed straight into the tree, and frames and
+// networks shaped to make a careless decoder or walk fail: reads past the
+// frame, unbounded allocation, deep recursion, exponential re-walks.
 class TestDSPTreeDecode : public QObject
 {
     Q_OBJECT
@@ -58,7 +56,6 @@ QString depthsOf(const DSPTree& tree)
 {
     return each(tree, [](const DSPNode* n) { return n->depth; });
 }
-
 QString inclusiveTimes(const DSPTree& tree)
 {
     return each(tree, [](const DSPNode* n) { return n->inclusiveTime; });
@@ -115,19 +112,15 @@ QString summary(const DSPTree& tree)
     QStringList levels;
     for (qint8 level : a->volumeLevels)
         levels.append(QString::number(level));
-    return QStringLiteral("%1 id=%2 group=%3 to=%4 active=%5 bypass=%6 time=%7 levels=%8 | "
-                          "cpu=%9 rate=%10/%11")
-        .arg(inputsOf(root))
-        .arg(a->id)
-        .arg(a->groupId)
-        .arg(a->sendTargetId)
-        .arg(a->active)
-        .arg(a->bypass)
-        .arg(a->exclusiveTime)
-        .arg(levels.join(QLatin1Char(',')))
-        .arg(tree.totalCPU)
-        .arg(tree.sampleRate)
-        .arg(tree.blockLength);
+    return inputsOf(root) +
+           QString::asprintf(
+               " id=%llu group=%llu to=%llu active=%d bypass=%d time=%u levels=", a->id, a->groupId,
+               a->sendTargetId, a->active, a->bypass, a->exclusiveTime) +
+           levels.join(QLatin1Char(',')) +
+           QStringLiteral(" | cpu=%1 rate=%2/%3")
+               .arg(tree.totalCPU)
+               .arg(tree.sampleRate)
+               .arg(tree.blockLength);
 }
 
 // The depth walk word for word: re-walk a unit whenever a longer path reaches
