@@ -40,8 +40,6 @@ private Q_SLOTS:
     void platesAtPixelRatio();
     void plateTexts_data();
     void plateTexts();
-    void plateTextsFollowChanges_data();
-    void plateTextsFollowChanges();
     void repaintAfterSnapshot_data();
     void repaintAfterSnapshot();
     void tilesMatchWholeRender_data();
@@ -736,45 +734,6 @@ void TestDSPNetGraph::plateTexts()
         painter.drawText(box, flags, written);
     }
     QCOMPARE(images[1].copy(plate), images[0].copy(plate));
-}
-
-// Plate texts are laid out once and kept: they must follow every change.
-void TestDSPNetGraph::plateTextsFollowChanges_data()
-{
-    QTest::addColumn<QStringList>("steps");
-
-    QTest::newRow("scale there and back") << QStringList{"scale:2", "scale:1"};
-    QTest::newRow("scale changed") << QStringList{"scale:1", "scale:1.5"};
-    QTest::newRow("cpu figures on and off") << QStringList{"cpu:1", "cpu:0"};
-    QTest::newRow("cpu figures switched on") << QStringList{"cpu:0", "cpu:1"};
-    QTest::newRow("unit renamed") << QStringList{"name:Echo", "name:Chorus Unit"};
-}
-
-void TestDSPNetGraph::plateTextsFollowChanges()
-{
-    QFETCH(QStringList, steps);
-    const auto apply = [](GraphFixture& f, const QString& step) {
-        const QString key = step.section(QLatin1Char(':'), 0, 0);
-        const QString value = step.section(QLatin1Char(':'), 1);
-        if (key == QLatin1String("scale"))
-            f.graph.setScale(value.toFloat());
-        if (key == QLatin1String("cpu"))
-            f.graph.setShowCPUUsage(value == QLatin1String("1"));
-        if (key == QLatin1String("name")) {
-            f.net.node(QStringLiteral("A")).name = value;
-            f.load();
-        }
-    };
-    GraphFixture changed(QStringLiteral("R<-A,B"));
-    changed.load();
-    for (const QString& step : steps) {
-        apply(changed, step);
-        renderGraph(changed.graph);
-    }
-    GraphFixture fresh(QStringLiteral("R<-A,B"));
-    fresh.load();
-    apply(fresh, steps.last());
-    QCOMPARE(renderGraph(changed.graph), renderGraph(fresh.graph));
 }
 
 QImage onScreen(QWidget* widget)

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <algorithm>
@@ -31,13 +32,16 @@ const QString grown = base + QStringLiteral("; E<-I");
 //
 // One snapshot and the group table sent with it, from "network | options |
 // seed". Options: "off:A,B", "bypass:A", "group:B,E" (group 9), "name:B=Amp",
-// "table:Bus" (a table naming group 9 inside a nesting group 20). The seed
-// sets every unit's time and levels and the header's figures.
+// "table:Bus" (a table naming group 9 inside a nesting group 20); the graph's
+// own "inactive", "scale:2" and "nocpu". The seed sets every unit's time and
+// levels and the header's figures.
 struct Step
 {
     QByteArray snapshot;
     QByteArray groups;
-    bool showInactive = false; // option "inactive": the graph's switch, not the network
+    bool showInactive = false;
+    float scale = 1.0f;
+    bool showCPU = true;
 };
 
 void applyOption(TestNetwork& net, const QString& option, QList<TestGroup>* table)
@@ -68,9 +72,12 @@ Step makeStep(const QString& text, int version)
     const QStringList parts = text.split(QLatin1Char('|'));
     TestNetwork net(parts.at(0));
     QList<TestGroup> table;
-    bool showInactive = false;
+    Step step;
     for (const QString& option : parts.at(1).split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
-        showInactive |= option == QLatin1String("inactive");
+        step.showInactive |= option == QLatin1String("inactive");
+        step.showCPU &= option != QLatin1String("nocpu");
+        if (option.startsWith(QLatin1String("scale:")))
+            step.scale = option.mid(6).toFloat();
         applyOption(net, option, &table);
     }
     const int seed = parts.at(2).trimmed().toInt();
@@ -84,7 +91,9 @@ Step makeStep(const QString& text, int version)
     net.totalCPU = 0.1f * float(seed);
     net.sampleRate = 48000;
     net.blockLength = 256 * seed;
-    return Step{net.snapshot(version), TestFrames::groupTable(table), showInactive};
+    step.snapshot = net.snapshot(version);
+    step.groups = TestFrames::groupTable(table);
+    return step;
 }
 
 QString number(float value)
@@ -158,14 +167,15 @@ struct Viewer
     explicit Viewer(bool deferred = false)
     {
         graph.setDeferredLayoutUnits(deferred ? 0 : std::numeric_limits<qsizetype>::max());
-        graph.setShowCPUUsage(true);
         graph.setShowVolumeLevels(true);
     }
 
-    // The switch first, so that a fresh graph never lays out without it.
+    // The switches first, so that a fresh graph never lays out without them.
     void feed(const Step& step)
     {
         graph.setShowInactive(step.showInactive);
+        graph.setScale(step.scale);
+        graph.setShowCPUUsage(step.showCPU);
         tree.acceptNetworkFrame(step.snapshot);
         tree.acceptGroupFrame(step.groups);
         Q_EMIT tree.dspNetTreeUpdated();
@@ -214,6 +224,11 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass_data()
          4,
          {b + "||1", b + "||2", b + "|off:H|3", b + "|name:H=Hall|4", b + "||5"}},
         {"32-bit times", 1, {b + "||1", b + "||2", grown + "||3", b + "||4"}},
+        // Plate texts are laid out once and kept: they must follow each switch.
+        {"scale and figures",
+         6,
+         {b + "||1", b + "|scale:2|2", b + "|scale:2 nocpu|3", b + "|scale:1.5|4", b + "|nocpu|5",
+          b + "||6"}},
     };
     for (bool deferred : {false, true}) {
         for (const auto& row : rows) {
@@ -228,6 +243,7 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass()
     QFETCH(int, version);
     QFETCH(QStringList, steps);
     QFETCH(bool, deferred);
+    const QRegularExpression graphOnly(QStringLiteral(" ?(inactive|nocpu|scale:[0-9.]+)"));
     Viewer living(deferred);
     QString lastShape;
     for (const QString& text : steps) {
@@ -235,14 +251,14 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass()
         const quint64 generation = living.tree.shapeGeneration;
         living.feed(step);
         // The sequence must take the reusing path exactly where it may.
-        const QString shape = text.section(QLatin1Char('|'), 0, 1).remove(" inactive");
+        const QString shape = text.section(QLatin1Char('|'), 0, 1).remove(graphOnly);
         QCOMPARE(living.tree.shapeGeneration == generation, shape == lastShape);
         lastShape = shape;
         auto fresh = std::make_unique<Viewer>();
         fresh->feed(step);
         QCOMPARE(treeText(living.tree), treeText(fresh->tree));
         QCOMPARE(everyField(living.graph.graphLayout()), everyField(fresh->graph.graphLayout()));
-        const QSize size = fresh->graph.graphLayout().neededSize(1.0f);
+        const QSize size = fresh->graph.graphLayout().neededSize(step.scale);
         QVERIFY(living.image(size) == fresh->image(size));
     }
 }
