@@ -8,9 +8,7 @@
 #include <QLine>
 #include <QStringList>
 
-// A network described in the compact test text, decoded by a DSPTree without
-// a link. load() plays one snapshot arriving; layOut() lays it out without a
-// widget.
+// A network in the compact test text, decoded by a DSPTree without a link.
 struct NetworkFixture
 {
     explicit NetworkFixture(const QString& description) : net(description) {}
@@ -40,8 +38,7 @@ struct NetworkFixture
         }
     }
 
-    // An empty description makes a frame the tree refuses, which leaves it as
-    // before the first snapshot.
+    // An empty description leaves the tree as before the first snapshot.
     void load()
     {
         tree.acceptNetworkFrame(net.snapshot(6));
