@@ -574,21 +574,16 @@ void TestDSPNetGraph::paintedTexts()
     QCOMPARE(groups.at(2).guid, guid);
     // "..." in its box, 24 points, grey, on the row after I1, on nothing else.
     const QRect dots(610, 300, 120, 45);
-    const QRect device =
-        QRectF(QRectF(dots).topLeft() * scale, QSizeF(dots.size()) * scale).toRect();
-    QImage alone(device.size(), QImage::Format_ARGB32);
-    alone.fill(backdrop);
-    QPainter dotsPainter(&alone);
-    dotsPainter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    dotsPainter.translate(-device.topLeft());
-    dotsPainter.scale(scale, scale);
+    painter.fillRect(QRectF(QRectF(dots).topLeft() * scale, QSizeF(dots.size()) * scale).toRect(),
+                     backdrop);
+    painter.save();
+    painter.scale(scale, scale);
     QFont big;
     big.setPointSize(24);
-    dotsPainter.setFont(big);
-    dotsPainter.setPen(QColor(200, 200, 200));
-    dotsPainter.drawText(dots, Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("..."));
-    dotsPainter.end();
-    QCOMPARE(images[1].copy(device), alone);
+    painter.setFont(big);
+    painter.setPen(QColor(200, 200, 200));
+    painter.drawText(dots, Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("..."));
+    painter.restore();
     painter.scale(scale, scale);
     if (legend) {
         const int b = maxY;
