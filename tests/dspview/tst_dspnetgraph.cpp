@@ -50,12 +50,13 @@ namespace {
 
 const QColor backdrop(49, 56, 64);
 
-QImage renderGraph(DSPNetGraph& graph)
+QImage renderGraph(DSPNetGraph& graph, qreal ratio = 1.0, bool toImage = false)
 {
-    QImage image(graph.size(), QImage::Format_ARGB32);
+    QImage image(graph.size() * ratio, QImage::Format_ARGB32);
+    image.setDevicePixelRatio(ratio);
     image.fill(backdrop);
     QPainter painter(&image);
-    graph.render(&painter, false);
+    graph.render(&painter, toImage);
     return image;
 }
 
@@ -545,10 +546,7 @@ void TestDSPNetGraph::paintedTexts()
         f.graph.setShowGuids(guids);
         f.graph.setShowLegend(legend && withTexts);
         f.graph.setScale(scale);
-        images[withTexts] = QImage(f.graph.size(), QImage::Format_ARGB32);
-        images[withTexts].fill(backdrop);
-        QPainter painter(&images[withTexts]);
-        f.graph.render(&painter, toImage);
+        images[withTexts] = renderGraph(f.graph, 1.0, toImage);
         groups = f.graph.graphLayout().groups;
         maxY = f.graph.graphLayout().maxY;
     }
@@ -639,12 +637,7 @@ void TestDSPNetGraph::platesAtPixelRatio()
     GraphFixture f(QStringLiteral("R<-A"));
     f.load();
     f.graph.setScale(scale);
-    QImage shown(f.graph.size() * ratio, QImage::Format_ARGB32);
-    shown.setDevicePixelRatio(ratio);
-    shown.fill(backdrop);
-    QPainter painter(&shown);
-    f.graph.render(&painter, false);
-    painter.end();
+    const QImage shown = renderGraph(f.graph, ratio);
     QImageReader reader(image);
     reader.setScaledSize(readAt);
     const QImage plate = reader.read().convertToFormat(QImage::Format_ARGB32);
