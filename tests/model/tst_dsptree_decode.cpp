@@ -41,22 +41,13 @@ private Q_SLOTS:
 namespace {
 
 // Whole graphs written as sorted text ("A=1 B=2"), so that one QCOMPARE checks them all.
-template <typename Property> QString each(const DSPTree& tree, Property property)
+template <typename T> QString each(const DSPTree& tree, T DSPNode::*field)
 {
     QStringList items;
     for (const DSPNode* node : tree.nodes)
-        items.append(node->name + QLatin1Char('=') + QString::number(property(node)));
+        items.append(node->name + QLatin1Char('=') + QString::number(node->*field));
     items.sort();
     return items.join(QLatin1Char(' '));
-}
-
-QString depthsOf(const DSPTree& tree)
-{
-    return each(tree, [](const DSPNode* n) { return n->depth; });
-}
-QString inclusiveTimes(const DSPTree& tree)
-{
-    return each(tree, [](const DSPNode* n) { return n->inclusiveTime; });
 }
 
 // The inputs of a unit in order, with their flags: "A B+send C+sidechain".
@@ -68,11 +59,6 @@ QString inputsOf(const DSPNode* node)
                      QLatin1String(c.sidechain ? "+sidechain" : ""));
     }
     return items.join(QLatin1Char(' '));
-}
-
-QString rootName(const DSPTree& tree)
-{
-    return tree.head.inputs.isEmpty() ? QStringLiteral("-") : tree.head.inputs.first().node->name;
 }
 
 // Unit `id`, named "U<id>" unless a name is given.
@@ -357,8 +343,8 @@ void TestDSPTreeDecode::graphShape()
     DSPTree tree(nullptr);
     QVERIFY(tree.acceptNetworkFrame(net.snapshot(6)));
     QCOMPARE(tree.nodes.size(), net.names().size());
-    QCOMPARE(inclusiveTimes(tree), inclusive);
-    QCOMPARE(depthsOf(tree), depths);
+    QCOMPARE(each(tree, &DSPNode::inclusiveTime), inclusive);
+    QCOMPARE(each(tree, &DSPNode::depth), depths);
     QCOMPARE(inputsOf(tree.head.inputs.first().node), rootInputs);
 }
 
@@ -376,7 +362,7 @@ void TestDSPTreeDecode::repeatedRecordClaimingInputs()
 
     QCOMPARE(tree.nodes.size(), 3);
     QCOMPARE(inputsOf(tree.head.inputs.first().node), QStringLiteral("U7 U7+send+sidechain"));
-    QCOMPARE(inclusiveTimes(tree), QStringLiteral("U1=4 U7=4 U9=0"));
+    QCOMPARE(each(tree, &DSPNode::inclusiveTime), QStringLiteral("U1=4 U7=4 U9=0"));
 }
 
 // Small networks with loops anywhere, against the walk itself.
@@ -511,12 +497,12 @@ void TestDSPTreeDecode::damagedSnapshot()
     if (frame.size() >= 12 && frame.at(10) < 6)
         expected.append(QStringLiteral("Connected. (Old version detected, reduced functionality)"));
     QCOMPARE(texts, expected);
-    QCOMPARE(depthsOf(tree), depths.isEmpty() ? QStringLiteral("P=0 Q=1") : depths);
+    QCOMPARE(each(tree, &DSPNode::depth), depths.isEmpty() ? QStringLiteral("P=0 Q=1") : depths);
     QCOMPARE(tree.head.inputs.first().node->volumeLevels.size(), rootLevels);
     if (depths.isEmpty()) {
         QCOMPARE(tree.networkVersion, 5);
         QCOMPARE(tree.totalCPU, 0.5f);
-        QCOMPARE(rootName(tree), QStringLiteral("P"));
+        QCOMPARE(tree.head.inputs.first().node->name, QStringLiteral("P"));
     }
 }
 
