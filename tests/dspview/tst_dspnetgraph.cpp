@@ -99,6 +99,9 @@ protected:
 
 // Every kind of thing the graph draws: four kinds of line, "...", meters past
 // the plate, wrapped and cut names, a shared unit, nested groups with a GUID.
+const QString everything = QStringLiteral("R<-A,B+sidechain,C+send+sidechain,D+send; "
+                                          "A<-E,F,G,H,I,J; B<-K,C; C<-L+sidechain; D<-M,N+send");
+
 void buildNetwork(GraphFixture& f)
 {
     f.net.node(QStringLiteral("A")).name = QStringLiteral("Compressor:Sidechain:Input:Left");
@@ -775,20 +778,12 @@ void TestDSPNetGraph::repaintAfterSnapshot()
 {
     QFETCH(QString, shown);
     QFETCH(QString, change);
-    GraphFixture f(QStringLiteral("R<-A,B,C,D,E,G; A<-F"));
+    GraphFixture f(everything);
+    buildNetwork(f);
     TestNode& a = f.net.node(QStringLiteral("A"));
     a.decibels = {-10};
     a.exclusiveTime = 10;
-    a.groupId = 5;
-    f.net.node(QStringLiteral("F")).exclusiveTime = 300;
-    f.net.node(QStringLiteral("F")).groupId = 5;
-    f.net.node(QStringLiteral("G")).active = false;
-    f.net.node(QStringLiteral("D")).sendTargetId = a.id;
-    f.net.sampleRate = 48000;
-    f.net.blockLength = 1024;
-    f.tree.acceptGroupFrame(TestFrames::groupTable(
-        {{5, 7, {}, QStringLiteral("Reverbs")},
-         {7, 0, QUuid(0x12345678, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10), QStringLiteral("Bus")}}));
+    f.net.node(QStringLiteral("M")).active = false;
     f.graph.setShowVolumeLevels(shown.contains(QLatin1String("meters")));
     f.graph.setShowCPUUsage(shown.contains(QLatin1String("figures")));
     f.graph.show();
@@ -808,7 +803,7 @@ void TestDSPNetGraph::repaintAfterSnapshot()
         {"grow", [&] { f.net = TestNetwork(QStringLiteral("R<-A,B,C,D,E,G; A<-F,H")); }},
         {"select", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, plateA); }},
         {"unselect", [&] { QTest::mouseClick(&f.graph, Qt::LeftButton, {}, QPoint(5, 200)); }},
-        {"highlight", [&] { f.graph.setHighlightText(QStringLiteral("B")); }},
+        {"highlight", [&] { f.graph.setHighlightText(QStringLiteral("0x3")); }},
         {"scale", [&] { f.graph.setScale(0.8f); }},
         {"min", [&] { f.graph.setMinCPU(0.001f); }},
         {"max", [&] { f.graph.setMaxCPU(0.02f); }},
@@ -856,8 +851,7 @@ void TestDSPNetGraph::tilesMatchWholeRender()
     QFETCH(float, scale);
     QFETCH(QSize, tile);
     QFETCH(bool, cpuText);
-    GraphFixture f(QStringLiteral("R<-A,B+sidechain,C+send+sidechain,D+send;"
-                                  "A<-E,F,G,H,I,J; B<-K,C; C<-L+sidechain; D<-M,N+send"));
+    GraphFixture f(everything);
     buildNetwork(f);
     f.load();
     f.graph.setShowVolumeLevels(true);
