@@ -79,11 +79,10 @@ struct Link
             const quint32 size = qFromLittleEndian<quint32>(frame);
             if (size < 21 || at + size > bytes.size())
                 break;
-            QString item = QStringLiteral("%1.%2:").arg(int(frame[8])).arg(int(frame[9]));
+            QString item = QString::asprintf("%d.%d:", frame[8], frame[9]);
             if (size == 21)
-                item += QStringLiteral("%1:%2")
-                            .arg(qFromLittleEndian<quint64>(frame + 12))
-                            .arg(int(frame[20]));
+                item +=
+                    QString::asprintf("%llu:%d", qFromLittleEndian<quint64>(frame + 12), frame[20]);
             else
                 item += QString::fromUtf8(frame + 12);
             items << item;
@@ -146,9 +145,8 @@ bool sendWheel(QWidget* widget, QPoint delta)
 
 QString scrollText(QScrollArea* area)
 {
-    return QStringLiteral("%1,%2")
-        .arg(area->horizontalScrollBar()->value())
-        .arg(area->verticalScrollBar()->value());
+    return QString::asprintf("%d,%d", area->horizontalScrollBar()->value(),
+                             area->verticalScrollBar()->value());
 }
 
 } // namespace
