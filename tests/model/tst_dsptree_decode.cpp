@@ -123,8 +123,7 @@ void rewalk(DSPNode* node, QHash<DSPNode*, int>& depth, QHash<DSPNode*, bool>& o
 }
 
 // 2 to 12 units; unit i feeds from i + 1, so that every unit is reached, and
-// from up to three random units anywhere, itself and the root included, the
-// inputs in random order.
+// from up to three random units anywhere, in random order.
 QString randomNetwork(QRandomGenerator& random)
 {
     const int n = random.bounded(2, 13);
@@ -156,8 +155,7 @@ QByteArray withSize(QByteArray frame, quint32 size)
     return frame;
 }
 
-// n units of time 1 in version 1: a chain (unit i feeds from i + 1) or one
-// unit with n - 1 leaf inputs.
+// n units of time 1: a chain (unit i feeds from i + 1) or a fan of n - 1 inputs.
 QByteArray chainOrFan(int n, bool chain)
 {
     QByteArray bytes = TestFrames::nodeRecord(1, unit(1, 1), chain ? 1 : n - 1);
@@ -348,9 +346,8 @@ void TestDSPTreeDecode::graphShape()
     QCOMPARE(inputsOf(tree.head.inputs.first().node), rootInputs);
 }
 
-// The root has two inputs, both id 7: the first with one input behind it,
-// the second claiming five inputs that do not follow. Of the second record
-// only its connection flags count.
+// The root's two inputs are both id 7; the second record claims five inputs
+// that do not follow: only its connection flags count.
 void TestDSPTreeDecode::repeatedRecordClaimingInputs()
 {
     const QByteArray records = TestFrames::nodeRecord(6, unit(1), 2) +

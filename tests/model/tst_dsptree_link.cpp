@@ -6,9 +6,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
-// DSPTree behind a real ProfilerNetwork and a fake target: what one pass of
-// packets does to the graph and the signals, and the exact bytes of the
-// commands that go back.
+// DSPTree behind a real link to a fake target: what one pass of packets does,
+// and the exact bytes of the commands that go back.
 class TestDSPTreeLink : public QObject
 {
     Q_OBJECT
