@@ -247,7 +247,7 @@ void TestDSPViewInput::spinBoxesChase_data()
     QTest::newRow("high cannot reach low") << 3 << 2 << "0-3% 4-100%" << 0.03f << 0.04f;
 }
 
-// Row "at start" also checks the start values that reach the graph through
+// Every row also checks the start values that reach the graph through
 // the slots; untouched controls leave the graph's own defaults.
 void TestDSPViewInput::spinBoxesChase()
 {

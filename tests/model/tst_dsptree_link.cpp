@@ -165,6 +165,7 @@ void TestDSPTreeLink::commands_data()
         << QByteArray::fromHex("1500000000000000010306001032547698badcfe00");
     QTest::newRow("nothing before any snapshot") << QStringList{} << "enable 7 1" << QByteArray();
     QTest::newRow("nothing after v4") << QStringList{"v4:R"} << "bypass 5 1" << QByteArray();
+    QTest::newRow("enable needs v5 too") << QStringList{"v4:R"} << "enable 5 1" << QByteArray();
     QTest::newRow("v5 then a refused v7 still sends")
         << QStringList{"v5:R", "v7:R"} << "bypass 5 1" << bypass5;
     QTest::newRow("DSP text needs v5") << QStringList{"v4:R"} << "dsptext Show" << QByteArray();
