@@ -418,44 +418,41 @@ void TestDSPNetGraph::plateColour_data()
     const QColor green = QColor::fromHsv(120, 255, 255), yellow = QColor::fromHsv(60, 255, 255),
                  red = QColor::fromHsv(0, 255, 255);
     const QColor meterBackground(194, 233, 255), bar(Qt::darkGreen);
-    const int none = 1000;
-    const QPoint state(10, 12);
-    const auto meter = [](int row) { return QPoint(6, row - 10); };
+    // The state colour with meters hidden; the first meter at row y (plate top 10).
+    const auto state = [](const char* row, const char* options, const char* highlight, int cpuMode,
+                          float share, const QColor& colour) {
+        QTest::newRow(row) << QString(options) << QString(highlight) << cpuMode << share << 1000
+                           << QPoint(10, 12) << colour;
+    };
+    const auto meter = [](const char* row, const char* options, int decibels, int y,
+                          const QColor& colour) {
+        QTest::newRow(row) << QString(options) << QString() << 0 << 0.0f << decibels
+                           << QPoint(6, y - 10) << colour;
+    };
     // clang-format off
-    QTest::newRow("active") << "" << "" << 0 << 0.0f << none << state << active;
-    QTest::newRow("bypassed is white") << "bypass:A" << "" << 0 << 0.0f << none << state << white;
-    QTest::newRow("inactive is the backdrop") << "off:A inactive" << "" << 0 << 0.0f << none << state
-        << backdrop;
-    QTest::newRow("bypass beats inactive") << "off:A bypass:A inactive" << "" << 0 << 0.0f << none
-        << state << white;
-    QTest::newRow("highlight beats bypass") << "bypass:A" << "pass: 2" << 0 << 0.0f << none << state
-        << magenta;
-    QTest::newRow("name search is case-sensitive") << "" << "lowpass" << 0 << 0.0f << none << state
-        << active;
-    QTest::newRow("id tail") << "" << "0xFF" << 0 << 0.0f << none << state << magenta;
-    QTest::newRow("whole id zero-filled") << "" << "0x00000000000012ff" << 0 << 0.0f << none
-        << state << magenta;
-    QTest::newRow("group id tail") << "" << "0xbc0" << 0 << 0.0f << none << state << magenta;
-    QTest::newRow("id digits not at the end") << "" << "0x12" << 0 << 0.0f << none << state << active;
-    QTest::newRow("capital X is a name search") << "" << "0XFF" << 0 << 0.0f << none << state
-        << active;
-    QTest::newRow("0x alone is a name search") << "" << "0x" << 0 << 0.0f << none << state << active;
-    QTest::newRow("cpu at the low end: green") << "" << "" << 1 << 0.0f << none << state << green;
-    QTest::newRow("cpu half way: yellow") << "" << "" << 1 << 0.1f << none << state << yellow;
-    QTest::newRow("cpu above the high end: red") << "" << "" << 1 << 0.7f << none << state << red;
-    QTest::newRow("inclusive share chosen") << "" << "" << 2 << 0.1f << none << state << yellow;
-    QTest::newRow("inactive ignores cpu") << "off:A inactive" << "" << 1 << 0.1f << none << state
-        << backdrop;
-    QTest::newRow("0 dB reaches the top") << "" << "" << 0 << 0.0f << 0 << meter(15) << bar;
-    QTest::newRow("+3 dB is full and red") << "" << "" << 0 << 0.0f << 3 << meter(15)
-        << QColor(Qt::darkRed);
-    QTest::newRow("-80 dB draws no bar") << "" << "" << 0 << 0.0f << -80 << meter(50)
-        << meterBackground;
-    QTest::newRow("-40 dB: inside the half bar") << "" << "" << 0 << 0.0f << -40 << meter(34) << bar;
-    QTest::newRow("-40 dB: above the half bar") << "" << "" << 0 << 0.0f << -40 << meter(31)
-        << meterBackground;
-    QTest::newRow("inactive draws no meters") << "off:A inactive" << "" << 0 << 0.0f << 0
-        << meter(40) << backdrop;
+    state("active", "", "", 0, 0.0f, active);
+    state("bypassed is white", "bypass:A", "", 0, 0.0f, white);
+    state("inactive is the backdrop", "off:A inactive", "", 0, 0.0f, backdrop);
+    state("bypass beats inactive", "off:A bypass:A inactive", "", 0, 0.0f, white);
+    state("highlight beats bypass", "bypass:A", "pass: 2", 0, 0.0f, magenta);
+    state("name search is case-sensitive", "", "lowpass", 0, 0.0f, active);
+    state("id tail", "", "0xFF", 0, 0.0f, magenta);
+    state("whole id zero-filled", "", "0x00000000000012ff", 0, 0.0f, magenta);
+    state("group id tail", "", "0xbc0", 0, 0.0f, magenta);
+    state("id digits not at the end", "", "0x12", 0, 0.0f, active);
+    state("capital X is a name search", "", "0XFF", 0, 0.0f, active);
+    state("0x alone is a name search", "", "0x", 0, 0.0f, active);
+    state("cpu at the low end: green", "", "", 1, 0.0f, green);
+    state("cpu half way: yellow", "", "", 1, 0.1f, yellow);
+    state("cpu above the high end: red", "", "", 1, 0.7f, red);
+    state("inclusive share chosen", "", "", 2, 0.1f, yellow);
+    state("inactive ignores cpu", "off:A inactive", "", 1, 0.1f, backdrop);
+    meter("0 dB reaches the top", "", 0, 15, bar);
+    meter("+3 dB is full and red", "", 3, 15, QColor(Qt::darkRed));
+    meter("-80 dB draws no bar", "", -80, 50, meterBackground);
+    meter("-40 dB: inside the half bar", "", -40, 34, bar);
+    meter("-40 dB: above the half bar", "", -40, 31, meterBackground);
+    meter("inactive draws no meters", "off:A inactive", 0, 40, backdrop);
     // clang-format on
 }
 
