@@ -8,10 +8,9 @@
 class QTcpServer;
 class QTcpSocket;
 
-// An in-process stand-in for a profiled application: a TCP server on
-// 127.0.0.1 with a port of the system's choice. It keeps one client at a
-// time, records what each connection sent, and writes whatever bytes a test
-// gives it, so framing, timeouts and reconnection can be driven exactly.
+// A stand-in for a profiled application: a TCP server on 127.0.0.1 keeping one
+// client at a time, recording what each connection sent and writing whatever
+// bytes a test gives it.
 class FakeTarget : public QObject
 {
     Q_OBJECT

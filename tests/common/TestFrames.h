@@ -17,13 +17,10 @@ struct TestNode
     bool active = true;
     bool bypass = false;
     quint32 exclusiveTime = 0; // 32 bits in version 1, 16 bits from version 2 on
-    // Amplitudes written as big-endian floats by versions 3 to 5; version 2
-    // writes only their number as its level count.
-    QList<float> amplitudes;
-    // Whole decibels written as signed bytes by version 6.
-    QList<qint8> decibels;
-    // The level count byte as written; -1 writes the length of the list that the
-    // version uses. At most 32 values are ever written.
+    QList<float> amplitudes;   // big-endian floats in versions 3 to 5; version 2 only counts them
+    QList<qint8> decibels;     // version 6
+    // The level count byte; -1 writes the length of the version's list. At
+    // most 32 values are ever written.
     int levelCount = -1;
 };
 
@@ -45,8 +42,7 @@ public:
     // Size of one node record of the version (45, 49, 61, 179, 187, 195, 94).
     static int recordSize(int version);
 
-    // A whole frame: the 12-byte header, with size = 12 + payload length, and
-    // the payload.
+    // The 12-byte header (size = 12 + payload length) and the payload.
     static QByteArray frame(quint8 kind, quint8 subKind, quint8 version,
                             const QByteArray& payload = QByteArray());
 
@@ -57,14 +53,12 @@ public:
     static QByteArray nodeRecord(int version, const TestNode& node, qint64 inputCount,
                                  bool send = false, bool sidechain = false);
 
-    // A whole snapshot frame (kind 1, sub-kind 0) around already built records;
-    // the header holds totalCPU in versions 1 to 5, sampleRate and blockLength
-    // in version 6.
+    // A snapshot frame around built records; totalCPU is written by versions
+    // 1 to 5, sampleRate and blockLength by version 6.
     static QByteArray snapshot(int version, const QByteArray& records, float totalCPU = 0.0f,
                                qint32 sampleRate = 0, qint32 blockLength = 0);
 
-    // A whole group table frame (kind 7, sub-kind 0, version 0) of 296-byte
-    // records.
+    // A group table frame (kind 7, version 0) of 296-byte records.
     static QByteArray groupTable(const QList<TestGroup>& groups);
 };
 

@@ -8,33 +8,19 @@
 #include <QString>
 #include <QStringList>
 
-// A DSP network written in a compact text and turned into snapshot frames of
-// any version, the way a target writes them: depth first from the root, the
-// inputs of a unit behind its first record, a unit met again as a bare record.
-//
-//   TestNetwork net("R<-A,B; A<-C; B<-C+send,D");
-//   net.node("C").exclusiveTime = 5;
-//   QByteArray frame = net.snapshot(6);
-//
-// Each clause "X<-I1,I2,..." lists the inputs of X in order; clauses are
-// separated by ';' and blanks are ignored. The first name mentioned is the
-// root. An input may carry connection flags (written by version 6 only):
-// "A+send", "A+sidechain", "A+send+sidechain". A name without a clause of its
-// own has no inputs. Loops are allowed: "A<-B; B<-A".
-//
-// Every name gets, in order of first mention, the id 1, 2, 3, ... and itself as
-// the unit name; change these and any other attribute through node(). A bare
-// record of a unit met again carries the unit's attributes and its real input
-// count, which a decoder must ignore.
+// A DSP network in a compact text, "R<-A,B; A<-C; B<-C+send,D" (inputs in
+// order, first name the root, flags "+send" and "+sidechain" written by
+// version 6 only, loops allowed), turned into snapshot frames as a target
+// writes them: depth first, a unit met again as a bare record with its real
+// input count, which a decoder must ignore. Names get ids 1, 2, 3, ... in
+// order of first mention; change any attribute through node().
 class TestNetwork
 {
 public:
     explicit TestNetwork(const QString& description);
 
-    // The description of a large network of n units named N0 to N<n-1>: a
-    // ternary tree in which every seventh unit also feeds from the unit five
-    // places before it, which gives shared units and, where that unit is an
-    // ancestor, loops. The benchmarks of the decoder and the layout share it.
+    // n units N0 to N<n-1>: a ternary tree in which every seventh unit also
+    // feeds from the one five places before it (shared units and loops).
     static QString sharedTernary(int n);
 
     // The attributes of the named unit. The name must occur in the description.
@@ -42,8 +28,7 @@ public:
     // The names in order of first mention; the first is the root.
     QStringList names() const { return order; }
 
-    // The node records alone, and the whole snapshot frame with the header
-    // values below.
+    // The node records alone, and the whole frame with the header values below.
     QByteArray records(int version) const;
     QByteArray snapshot(int version) const;
 

@@ -8,9 +8,7 @@
 #include <QLine>
 #include <QStringList>
 
-// A network described in the compact test text, decoded by a DSPTree without
-// a link. load() plays one snapshot arriving; layOut() lays it out without a
-// widget.
+// A network in the compact test text, decoded by a DSPTree without a link.
 struct NetworkFixture
 {
     explicit NetworkFixture(const QString& description) : net(description) {}
@@ -40,8 +38,7 @@ struct NetworkFixture
         }
     }
 
-    // An empty description makes a frame the tree refuses, which leaves it as
-    // before the first snapshot.
+    // An empty description leaves the tree as before the first snapshot.
     void load()
     {
         tree.acceptNetworkFrame(net.snapshot(6));
@@ -80,10 +77,7 @@ inline QString nodesText(const DSPNetGraphLayout& layout)
 {
     QStringList items;
     for (const GraphNode& node : layout.nodes)
-        items << QStringLiteral("%1@%2,%3")
-                     .arg(node.name)
-                     .arg(node.position.x())
-                     .arg(node.position.y());
+        items << node.name + QString::asprintf("@%d,%d", node.position.x(), node.position.y());
     return items.join(QLatin1Char(' '));
 }
 
@@ -92,7 +86,7 @@ inline QString linesText(const QList<QLine>& lines)
 {
     QStringList items;
     for (const QLine& l : lines)
-        items << QStringLiteral("%1,%2>%3,%4").arg(l.x1()).arg(l.y1()).arg(l.x2()).arg(l.y2());
+        items << QString::asprintf("%d,%d>%d,%d", l.x1(), l.y1(), l.x2(), l.y2());
     return items.join(QLatin1Char(' '));
 }
 
@@ -101,12 +95,12 @@ inline QString layoutText(const DSPNetGraphLayout& layout)
 {
     QStringList points;
     for (const QPoint& p : layout.ellipsisPoints)
-        points << QStringLiteral("%1,%2").arg(p.x()).arg(p.y());
+        points << QString::asprintf("%d,%d", p.x(), p.y());
     const QSize size = layout.neededSize(1.0f);
-    return QStringLiteral("%1 | %2 | %3 | %4x%5")
-        .arg(nodesText(layout), linesText(layout.standardLines), points.join(QLatin1Char(' ')))
-        .arg(size.width())
-        .arg(size.height());
+    return QStringList{nodesText(layout), linesText(layout.standardLines),
+                       points.join(QLatin1Char(' ')),
+                       QString::asprintf("%dx%d", size.width(), size.height())}
+        .join(QStringLiteral(" | "));
 }
 
 #endif // GRAPHFIXTURE_H

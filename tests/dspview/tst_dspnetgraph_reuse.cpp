@@ -1,23 +1,18 @@
-#include "DSPNetGraph.h"
-#include "DSPTree.h"
-#include "TestNetwork.h"
+#include "GraphFixture.h"
 
 #include <QImage>
 #include <QPainter>
-#include <QStringList>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <algorithm>
 #include <limits>
 #include <memory>
 
-// A snapshot of the same shape as the one before is not decoded and laid out
-// again; only its values are copied into what the last one built. Nobody may
-// see the difference: a tree and a graph that live through a sequence of
-// snapshots must end up, after each of them, exactly like a fresh tree and
-// graph that saw only that snapshot. The same holds when the graph lays each
-// new shape out in a later turn of the event loop, as it does for large
-// networks.
+// A snapshot of the same shape as the last is not decoded and laid out again;
+// only its values are copied. After each snapshot of a sequence, tree, layout
+// and pixels must equal a fresh tree and graph that saw only that snapshot,
+// also when the graph lays a new shape out a turn of the event loop later.
 class TestDSPNetGraphReuse : public QObject
 {
     Q_OBJECT
@@ -37,13 +32,16 @@ const QString grown = base + QStringLiteral("; E<-I");
 //
 // One snapshot and the group table sent with it, from "network | options |
 // seed". Options: "off:A,B", "bypass:A", "group:B,E" (group 9), "name:B=Amp",
-// "table:Bus" (a table naming group 9 inside a nesting group 20). The seed
-// sets every unit's time and levels and the header's figures.
+// "table:Bus" (a table naming group 9 inside a nesting group 20); the graph's
+// own "inactive", "scale:2" and "nocpu". The seed sets every unit's time and
+// levels and the header's figures.
 struct Step
 {
     QByteArray snapshot;
     QByteArray groups;
-    bool showInactive = false; // option "inactive": the graph's switch, not the network
+    bool showInactive = false;
+    float scale = 1.0f;
+    bool showCPU = true;
 };
 
 void applyOption(TestNetwork& net, const QString& option, QList<TestGroup>* table)
@@ -74,9 +72,12 @@ Step makeStep(const QString& text, int version)
     const QStringList parts = text.split(QLatin1Char('|'));
     TestNetwork net(parts.at(0));
     QList<TestGroup> table;
-    bool showInactive = false;
+    Step step;
     for (const QString& option : parts.at(1).split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
-        showInactive |= option == QLatin1String("inactive");
+        step.showInactive |= option == QLatin1String("inactive");
+        step.showCPU &= option != QLatin1String("nocpu");
+        if (option.startsWith(QLatin1String("scale:")))
+            step.scale = option.mid(6).toFloat();
         applyOption(net, option, &table);
     }
     const int seed = parts.at(2).trimmed().toInt();
@@ -90,7 +91,9 @@ Step makeStep(const QString& text, int version)
     net.totalCPU = 0.1f * float(seed);
     net.sampleRate = 48000;
     net.blockLength = 256 * seed;
-    return Step{net.snapshot(version), TestFrames::groupTable(table), showInactive};
+    step.snapshot = net.snapshot(version);
+    step.groups = TestFrames::groupTable(table);
+    return step;
 }
 
 QString number(float value)
@@ -98,49 +101,28 @@ QString number(float value)
     return QString::number(double(value), 'g', 9);
 }
 
-QString levelsText(const QList<float>& levels)
-{
-    QStringList items;
-    for (float level : levels)
-        items << number(level);
-    return items.join(QLatin1Char(','));
-}
-
 // Every field of every unit, in id order, and of the tree itself.
 QString treeText(const DSPTree& tree)
 {
     QList<quint64> ids = tree.nodes.keys();
     std::sort(ids.begin(), ids.end());
-    QStringList lines{QStringLiteral("v%1 cpu %2 rate %3 block %4 root %5")
-                          .arg(tree.networkVersion)
-                          .arg(number(tree.totalCPU))
-                          .arg(tree.sampleRate)
-                          .arg(tree.blockLength)
-                          .arg(tree.head.inputs.isEmpty() ? 0 : tree.head.inputs[0].node->id)};
+    const quint64 root = tree.head.inputs.isEmpty() ? 0 : tree.head.inputs[0].node->id;
+    QStringList lines{QString::asprintf("v%d cpu %s rate %d block %d root %llu",
+                                        tree.networkVersion, qPrintable(number(tree.totalCPU)),
+                                        tree.sampleRate, tree.blockLength, root)};
     for (quint64 id : ids) {
         const DSPNode* n = tree.nodes.value(id);
-        QStringList inputs;
-        for (const DSPConnection& c : n->inputs)
-            inputs << QStringLiteral("%1%2%3")
-                          .arg(c.node->id)
-                          .arg(c.send ? "s" : "")
-                          .arg(c.sidechain ? "c" : "");
-        QStringList levels;
+        QString text = QString::asprintf("%llu g%llu t%llu %d%d i%u/", id, n->groupId,
+                                         n->sendTargetId, n->active, n->bypass, n->inclusiveTime);
+        text += number(n->inclusiveCPU) + QStringLiteral(" e%1/").arg(n->exclusiveTime) +
+                number(n->exclusiveCPU) + QStringLiteral(" d%1 ").arg(n->depth) + n->name + " [";
         for (qint8 level : n->volumeLevels)
-            levels << QString::number(level);
-        lines << QStringLiteral("%1 %2 g%3 t%4 %5%6 i%7/%8 e%9/%10 [%11] <%12> d%13")
-                     .arg(id)
-                     .arg(n->name)
-                     .arg(n->groupId)
-                     .arg(n->sendTargetId)
-                     .arg(n->active)
-                     .arg(n->bypass)
-                     .arg(n->inclusiveTime)
-                     .arg(number(n->inclusiveCPU))
-                     .arg(n->exclusiveTime)
-                     .arg(number(n->exclusiveCPU))
-                     .arg(levels.join(QLatin1Char(',')), inputs.join(QLatin1Char(',')))
-                     .arg(n->depth);
+            text += QString::number(level) + QLatin1Char(',');
+        text += QStringLiteral("] <");
+        for (const DSPConnection& c : n->inputs)
+            text += QString::asprintf("%llu%s%s,", c.node->id, c.send ? "s" : "",
+                                      c.sidechain ? "c" : "");
+        lines << text;
     }
     for (const DSPGroup* g : tree.groups)
         lines << QStringLiteral("group %1<%2 %3 %4")
@@ -150,52 +132,32 @@ QString treeText(const DSPTree& tree)
     return lines.join(QLatin1Char('\n'));
 }
 
-QString linesText(const QList<QLine>& lines)
-{
-    QStringList items;
-    for (const QLine& l : lines)
-        items << QStringLiteral("%1,%2>%3,%4").arg(l.x1()).arg(l.y1()).arg(l.x2()).arg(l.y2());
-    return items.join(QLatin1Char(' '));
-}
-
 // Every list of the layout, every field.
-QString layoutText(const DSPNetGraphLayout& layout)
+QString everyField(const DSPNetGraphLayout& layout)
 {
-    QStringList lines;
-    for (const GraphNode& n : layout.nodes)
-        lines << QStringLiteral("%1@%2,%3 #%4 g%5 t%6 %7%8 %9/%10 [%11]")
-                     .arg(n.name)
-                     .arg(n.position.x())
-                     .arg(n.position.y())
-                     .arg(n.id)
-                     .arg(n.groupId)
-                     .arg(n.sendTargetId)
-                     .arg(n.active)
-                     .arg(n.bypass)
-                     .arg(number(n.inclusiveCPU), number(n.exclusiveCPU), levelsText(n.levels));
-    for (const QList<QLine>* l : {&layout.standardLines, &layout.sendLines, &layout.sidechainLines,
-                                  &layout.sendSidechainLines})
+    QStringList lines{layoutText(layout)};
+    for (const GraphNode& n : layout.nodes) {
+        QString text = QString::asprintf("#%llu g%llu t%llu %d%d ", n.id, n.groupId, n.sendTargetId,
+                                         n.active, n.bypass);
+        text += number(n.inclusiveCPU) + QLatin1Char('/') + number(n.exclusiveCPU) + " [";
+        for (float level : n.levels)
+            text += number(level) + QLatin1Char(',');
+        lines << text;
+    }
+    for (const QList<QLine>* l :
+         {&layout.sendLines, &layout.sidechainLines, &layout.sendSidechainLines})
         lines << linesText(*l);
-    QStringList points;
-    for (const QPoint& p : layout.ellipsisPoints)
-        points << QStringLiteral("%1,%2").arg(p.x()).arg(p.y());
-    lines << points.join(QLatin1Char(' '));
     for (const GraphGroup& g : layout.groups)
-        lines << QStringLiteral("group %1<%2 %3 %4 L%5 %6,%7 %8x%9")
-                     .arg(g.id)
-                     .arg(g.parentId)
-                     .arg(g.name, g.guid)
-                     .arg(g.level)
-                     .arg(g.rect.x())
-                     .arg(g.rect.y())
-                     .arg(g.rect.width())
-                     .arg(g.rect.height());
-    lines << QStringLiteral("max %1,%2 selected %3 at %4,%5")
-                 .arg(layout.maxX)
-                 .arg(layout.maxY)
-                 .arg(layout.selectedTreeNode != nullptr)
-                 .arg(layout.selectedNewPosition.x())
-                 .arg(layout.selectedNewPosition.y());
+        lines << QStringLiteral("group %1<%2 %3 %4 L%5 ")
+                         .arg(g.id)
+                         .arg(g.parentId)
+                         .arg(g.name, g.guid)
+                         .arg(g.level) +
+                     QString::asprintf("%g,%g %gx%g", g.rect.x(), g.rect.y(), g.rect.width(),
+                                       g.rect.height());
+    lines << QString::asprintf("max %d,%d selected %d at %d,%d", layout.maxX, layout.maxY,
+                               layout.selectedTreeNode != nullptr, layout.selectedNewPosition.x(),
+                               layout.selectedNewPosition.y());
     return lines.join(QLatin1Char('\n'));
 }
 
@@ -205,14 +167,15 @@ struct Viewer
     explicit Viewer(bool deferred = false)
     {
         graph.setDeferredLayoutUnits(deferred ? 0 : std::numeric_limits<qsizetype>::max());
-        graph.setShowCPUUsage(true);
         graph.setShowVolumeLevels(true);
     }
 
-    // The switch first, so that a fresh graph never lays out without it.
+    // The switches first, so that a fresh graph never lays out without them.
     void feed(const Step& step)
     {
         graph.setShowInactive(step.showInactive);
+        graph.setScale(step.scale);
+        graph.setShowCPUUsage(step.showCPU);
         tree.acceptNetworkFrame(step.snapshot);
         tree.acceptGroupFrame(step.groups);
         Q_EMIT tree.dspNetTreeUpdated();
@@ -261,6 +224,11 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass_data()
          4,
          {b + "||1", b + "||2", b + "|off:H|3", b + "|name:H=Hall|4", b + "||5"}},
         {"32-bit times", 1, {b + "||1", b + "||2", grown + "||3", b + "||4"}},
+        // Plate texts are laid out once and kept: they must follow each switch.
+        {"scale and figures",
+         6,
+         {b + "||1", b + "|scale:2|2", b + "|scale:2 nocpu|3", b + "|scale:1.5|4", b + "|nocpu|5",
+          b + "||6"}},
     };
     for (bool deferred : {false, true}) {
         for (const auto& row : rows) {
@@ -275,6 +243,7 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass()
     QFETCH(int, version);
     QFETCH(QStringList, steps);
     QFETCH(bool, deferred);
+    const QRegularExpression graphOnly(QStringLiteral(" ?(inactive|nocpu|scale:[0-9.]+)"));
     Viewer living(deferred);
     QString lastShape;
     for (const QString& text : steps) {
@@ -282,14 +251,14 @@ void TestDSPNetGraphReuse::sequenceMatchesFreshPass()
         const quint64 generation = living.tree.shapeGeneration;
         living.feed(step);
         // The sequence must take the reusing path exactly where it may.
-        const QString shape = text.section(QLatin1Char('|'), 0, 1).remove(" inactive");
+        const QString shape = text.section(QLatin1Char('|'), 0, 1).remove(graphOnly);
         QCOMPARE(living.tree.shapeGeneration == generation, shape == lastShape);
         lastShape = shape;
         auto fresh = std::make_unique<Viewer>();
         fresh->feed(step);
         QCOMPARE(treeText(living.tree), treeText(fresh->tree));
-        QCOMPARE(layoutText(living.graph.graphLayout()), layoutText(fresh->graph.graphLayout()));
-        const QSize size = fresh->graph.graphLayout().neededSize(1.0f);
+        QCOMPARE(everyField(living.graph.graphLayout()), everyField(fresh->graph.graphLayout()));
+        const QSize size = fresh->graph.graphLayout().neededSize(step.scale);
         QVERIFY(living.image(size) == fresh->image(size));
     }
 }

@@ -20,9 +20,8 @@
 
 #include <functional>
 
-// Clicks, the plate menu and the commands it sends, and the panel around the
-// graph: its controls, wheel zoom, drag, following the selection, the image
-// file and the text commands. Commands travel over a real socket to a FakeTarget.
+// Clicks, the plate menu, and the panel around the graph. Commands travel over
+// a real socket to a FakeTarget.
 class TestDSPViewInput : public QObject
 {
     Q_OBJECT
@@ -32,7 +31,6 @@ private Q_SLOTS:
     void clicks();
     void menuCommands_data();
     void menuCommands();
-    void panelStart();
     void spinBoxesChase_data();
     void spinBoxesChase();
     void wheel_data();
@@ -81,11 +79,10 @@ struct Link
             const quint32 size = qFromLittleEndian<quint32>(frame);
             if (size < 21 || at + size > bytes.size())
                 break;
-            QString item = QStringLiteral("%1.%2:").arg(int(frame[8])).arg(int(frame[9]));
+            QString item = QString::asprintf("%d.%d:", frame[8], frame[9]);
             if (size == 21)
-                item += QStringLiteral("%1:%2")
-                            .arg(qFromLittleEndian<quint64>(frame + 12))
-                            .arg(int(frame[20]));
+                item +=
+                    QString::asprintf("%llu:%d", qFromLittleEndian<quint64>(frame + 12), frame[20]);
             else
                 item += QString::fromUtf8(frame + 12);
             items << item;
@@ -148,9 +145,8 @@ bool sendWheel(QWidget* widget, QPoint delta)
 
 QString scrollText(QScrollArea* area)
 {
-    return QStringLiteral("%1,%2")
-        .arg(area->horizontalScrollBar()->value())
-        .arg(area->verticalScrollBar()->value());
+    return QString::asprintf("%d,%d", area->horizontalScrollBar()->value(),
+                             area->verticalScrollBar()->value());
 }
 
 } // namespace
@@ -202,8 +198,7 @@ void TestDSPViewInput::clicks()
     QTEST(graph.shown, "menu");
 }
 
-// Unit A (id 2) is right-clicked; a row names its state, the entry chosen and
-// the frame that must reach the target.
+// Unit A (id 2) is right-clicked; the entry chosen and the frame sent.
 void TestDSPViewInput::menuCommands_data()
 {
     QTest::addColumn<QString>("options");
@@ -238,10 +233,26 @@ void TestDSPViewInput::menuCommands()
     QTEST(link.frames(), "sent");
 }
 
-// The start values reach the graph through the slots; untouched controls
-// leave the graph's own defaults.
-void TestDSPViewInput::panelStart()
+void TestDSPViewInput::spinBoxesChase_data()
 {
+    QTest::addColumn<int>("low");
+    QTest::addColumn<int>("high");
+    QTest::addColumn<QString>("ranges");
+    QTest::addColumn<float>("minCPU");
+    QTest::addColumn<float>("maxCPU");
+
+    QTest::newRow("at start") << 0 << 20 << "0-19% 1-100%" << 0.0f << 0.2f;
+    QTest::newRow("low 19 lifts high's floor") << 19 << 20 << "0-19% 20-100%" << 0.19f << 0.2f;
+    QTest::newRow("high 5 lowers low's ceiling") << 0 << 5 << "0-4% 1-100%" << 0.0f << 0.05f;
+    QTest::newRow("high cannot reach low") << 3 << 2 << "0-3% 4-100%" << 0.03f << 0.04f;
+}
+
+// Every row also checks the start values that reach the graph through
+// the slots; untouched controls leave the graph's own defaults.
+void TestDSPViewInput::spinBoxesChase()
+{
+    QFETCH(int, low);
+    QFETCH(int, high);
     Link link;
     ProfilerDSPNetGraph panel(&link.tree, nullptr, {});
     const DSPNetGraph* g = panel.graphWidget();
@@ -259,33 +270,6 @@ void TestDSPViewInput::panelStart()
     QCOMPARE(g->size(), QSize(270, 95)); // laid out once, before any snapshot
     auto* cpuGroup = panel.findChild<QGroupBox*>(QStringLiteral("cpuGroup"));
     QVERIFY(!cpuGroup->isEnabled() && panel.layout());
-    for (QCheckBox* box : panel.findChildren<QCheckBox*>()) {
-        if (box->text() == QLatin1String("CPU Usage"))
-            box->click();
-    }
-    QVERIFY(cpuGroup->isEnabled() && s.showCPUUsage);
-}
-
-void TestDSPViewInput::spinBoxesChase_data()
-{
-    QTest::addColumn<int>("low");
-    QTest::addColumn<int>("high");
-    QTest::addColumn<QString>("ranges");
-    QTest::addColumn<float>("minCPU");
-    QTest::addColumn<float>("maxCPU");
-
-    QTest::newRow("at start") << 0 << 20 << "0-19% 1-100%" << 0.0f << 0.2f;
-    QTest::newRow("low 19 lifts high's floor") << 19 << 20 << "0-19% 20-100%" << 0.19f << 0.2f;
-    QTest::newRow("high 5 lowers low's ceiling") << 0 << 5 << "0-4% 1-100%" << 0.0f << 0.05f;
-    QTest::newRow("high cannot reach low") << 3 << 2 << "0-3% 4-100%" << 0.03f << 0.04f;
-}
-
-void TestDSPViewInput::spinBoxesChase()
-{
-    QFETCH(int, low);
-    QFETCH(int, high);
-    Link link;
-    ProfilerDSPNetGraph panel(&link.tree, nullptr, {});
     auto* lowBox = panel.findChild<QSpinBox*>(QStringLiteral("lowSpinBox"));
     auto* highBox = panel.findChild<QSpinBox*>(QStringLiteral("highSpinBox"));
     lowBox->setValue(low);
@@ -294,8 +278,13 @@ void TestDSPViewInput::spinBoxesChase()
         return QStringLiteral("%1-%2%3").arg(box->minimum()).arg(box->maximum()).arg(box->suffix());
     };
     QTEST(range(lowBox) + QLatin1Char(' ') + range(highBox), "ranges");
-    QTEST(panel.graphWidget()->viewSettings().minCPU, "minCPU");
-    QTEST(panel.graphWidget()->viewSettings().maxCPU, "maxCPU");
+    QTEST(s.minCPU, "minCPU");
+    QTEST(s.maxCPU, "maxCPU");
+    for (QCheckBox* box : panel.findChildren<QCheckBox*>()) {
+        if (box->text() == QLatin1String("CPU Usage"))
+            box->click();
+    }
+    QVERIFY(cpuGroup->isEnabled() && s.showCPUUsage);
 }
 
 // A wide network in a small panel, scrolled to (300, 50). Plate F stands at
@@ -344,8 +333,7 @@ void TestDSPViewInput::wheel()
     }
 }
 
-// Dragging moves the view twice as far as the mouse; a snapshot that moves
-// the selected plate down a row scrolls the view after it.
+// A drag moves the view twice as far as the mouse; the view follows the selection.
 void TestDSPViewInput::dragAndFollow()
 {
     Link link;

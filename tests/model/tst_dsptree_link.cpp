@@ -6,28 +6,17 @@
 #include <QSignalSpy>
 #include <QTest>
 
-// DSPTree behind a real ProfilerNetwork and a fake target: what one pass of
-// packets does to the graph and the signals, and the exact bytes of the
-// commands that go back.
+// DSPTree behind a real link to a fake target: what one pass of packets does,
+// and the exact bytes of the commands that go back.
 class TestDSPTreeLink : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
     void passes_data();
     void passes();
     void commands_data();
     void commands();
-
-private:
-    void deliver(const QString& pass);
-
-    FakeTarget* target = nullptr;
-    ProfilerNetwork* network = nullptr;
-    DSPTree* tree = nullptr;
-    QSignalSpy* passSpy = nullptr;
 };
 
 namespace {
@@ -63,37 +52,35 @@ QString rootName(const DSPTree& tree)
     return tree.head.inputs.isEmpty() ? QStringLiteral("-") : tree.head.inputs.first().node->name;
 }
 
+// A tree behind a link to a fake target.
+struct Link
+{
+    Link() { network.connectToTarget(QStringLiteral("127.0.0.1"), target.port()); }
+
+    bool connected()
+    {
+        return QTest::qWaitFor([this] { return target.hasClient() && network.isConnected(); });
+    }
+
+    // One pass of frames, plus a CPU frame that the tree must leave alone;
+    // true once the link has delivered it.
+    bool deliver(const QString& pass)
+    {
+        QByteArray bytes = TestFrames::frame(3, 0, 1, QByteArray(8, '\0'));
+        for (const QString& code : pass.split(QLatin1Char(' '), Qt::SkipEmptyParts))
+            bytes += frameFor(code);
+        const qsizetype before = passes.size();
+        target.send(bytes);
+        return QTest::qWaitFor([&] { return passes.size() > before; });
+    }
+
+    FakeTarget target;
+    ProfilerNetwork network;
+    DSPTree tree{&network};
+    QSignalSpy passes{&network, SIGNAL(packetReady())};
+};
+
 } // namespace
-
-void TestDSPTreeLink::init()
-{
-    target = new FakeTarget;
-    network = new ProfilerNetwork;
-    tree = new DSPTree(network);
-    passSpy = new QSignalSpy(network, SIGNAL(packetReady()));
-    network->connectToTarget(QStringLiteral("127.0.0.1"), target->port());
-    QTRY_VERIFY_WITH_TIMEOUT(target->hasClient() && network->isConnected(), 5000);
-}
-
-void TestDSPTreeLink::cleanup()
-{
-    delete passSpy;
-    delete tree;
-    delete network;
-    delete target;
-}
-
-// Sends one pass of frames, plus a CPU frame that the tree must leave alone,
-// and waits until the link has delivered it.
-void TestDSPTreeLink::deliver(const QString& pass)
-{
-    QByteArray bytes = TestFrames::frame(3, 0, 1, QByteArray(8, '\0'));
-    for (const QString& code : pass.split(QLatin1Char(' '), Qt::SkipEmptyParts))
-        bytes += frameFor(code);
-    const qsizetype before = passSpy->size();
-    target->send(bytes);
-    QTRY_VERIFY_WITH_TIMEOUT(passSpy->size() > before, 5000);
-}
 
 void TestDSPTreeLink::passes_data()
 {
@@ -140,12 +127,14 @@ void TestDSPTreeLink::passes()
     QFETCH(int, groupCount);
     QFETCH(int, networkVersion);
 
-    QSignalSpy updated(tree, SIGNAL(dspNetTreeUpdated()));
-    QSignalSpy status(tree, SIGNAL(statusChanged(QString)));
+    Link link;
+    QVERIFY(link.connected());
+    QSignalSpy updated(&link.tree, SIGNAL(dspNetTreeUpdated()));
+    QSignalSpy status(&link.tree, SIGNAL(statusChanged(QString)));
     QList<int> perPass;
     for (const QString& pass : passes) {
         const qsizetype before = updated.size();
-        deliver(pass);
+        QVERIFY(link.deliver(pass));
         perPass.append(int(updated.size() - before));
     }
     QCOMPARE(perPass, updates);
@@ -153,11 +142,11 @@ void TestDSPTreeLink::passes()
     for (const QList<QVariant>& args : std::as_const(status))
         texts.append(args.first().toString());
     QCOMPARE(texts, statuses);
-    QCOMPARE(rootName(*tree), root);
-    QCOMPARE(tree->groups.size(), groupCount);
-    QCOMPARE(tree->networkVersion, networkVersion);
-    QCOMPARE(network->countPackets(1, 0) + network->countPackets(7, 0), 0);
-    QCOMPARE(network->countPackets(3, 0), passes.size());
+    QCOMPARE(rootName(link.tree), root);
+    QCOMPARE(link.tree.groups.size(), groupCount);
+    QCOMPARE(link.tree.networkVersion, networkVersion);
+    QCOMPARE(link.network.countPackets(1, 0) + link.network.countPackets(7, 0), 0);
+    QCOMPARE(link.network.countPackets(3, 0), passes.size());
 }
 
 void TestDSPTreeLink::commands_data()
@@ -176,6 +165,7 @@ void TestDSPTreeLink::commands_data()
         << QByteArray::fromHex("1500000000000000010306001032547698badcfe00");
     QTest::newRow("nothing before any snapshot") << QStringList{} << "enable 7 1" << QByteArray();
     QTest::newRow("nothing after v4") << QStringList{"v4:R"} << "bypass 5 1" << QByteArray();
+    QTest::newRow("enable needs v5 too") << QStringList{"v4:R"} << "enable 5 1" << QByteArray();
     QTest::newRow("v5 then a refused v7 still sends")
         << QStringList{"v5:R", "v7:R"} << "bypass 5 1" << bypass5;
     QTest::newRow("DSP text needs v5") << QStringList{"v4:R"} << "dsptext Show" << QByteArray();
@@ -199,25 +189,27 @@ void TestDSPTreeLink::commands()
     QFETCH(QString, command);
     QFETCH(QByteArray, expected);
 
+    Link link;
+    QVERIFY(link.connected());
     for (const QString& code : snapshots)
-        deliver(code);
+        QVERIFY(link.deliver(code));
     const QString verb = command.section(QLatin1Char(' '), 0, 0);
     const QString arg = command.section(QLatin1Char(' '), 1, 1);
     const bool on = command.section(QLatin1Char(' '), 2) == QLatin1String("1");
     if (verb == QLatin1String("enable"))
-        tree->setDSPEnabled(arg.toULongLong(), on);
+        link.tree.setDSPEnabled(arg.toULongLong(), on);
     else if (verb == QLatin1String("bypass"))
-        tree->setDSPBypass(arg.toULongLong(), on);
+        link.tree.setDSPBypass(arg.toULongLong(), on);
     else if (verb == QLatin1String("dsptext"))
-        tree->sendDSPText(arg);
+        link.tree.sendDSPText(arg);
     else
-        tree->sendGroupText(arg);
-    tree->sendGroupText(QStringLiteral("end"));
+        link.tree.sendGroupText(arg);
+    link.tree.sendGroupText(QStringLiteral("end"));
 
     QByteArray sentinel(140, '\0');
     sentinel.replace(0, 15, QByteArray::fromHex("8c0000000000000007010000656e64"));
-    QTRY_VERIFY_WITH_TIMEOUT(target->received().endsWith(sentinel), 5000);
-    QCOMPARE(target->received().chopped(140).toHex(), expected.toHex());
+    QTRY_VERIFY_WITH_TIMEOUT(link.target.received().endsWith(sentinel), 5000);
+    QCOMPARE(link.target.received().chopped(140).toHex(), expected.toHex());
 }
 
 QTEST_GUILESS_MAIN(TestDSPTreeLink)
