@@ -15,6 +15,7 @@ public:
     // Always emits readyRead, even with nothing new to show.
     void reveal(qint64 count);
 
+    qint64 revealedBytes() const { return revealed; }
     // Taken for good: a peek keeps bytes in the read buffer.
     qint64 consumedBytes() const { return handedOut - QIODevice::bytesAvailable(); }
 
