@@ -8,9 +8,9 @@
 #include <vector>
 
 // A table from 64-bit identifiers to small values, in one array: open
-// addressing with linear probing. Identifiers that differ only in their low
-// bits (units made one after another, which a snapshot lists one after
-// another) keep their order inside a group of 64 slots, so that a run of
+// addressing, a taken slot sending the search on to the next group (next()).
+// Identifiers that differ only in their low bits (units made one after
+// another, which a snapshot lists one after another) keep their order inside a group of 64 slots, so that a run of
 // lookups walks the array instead of jumping about it: in a network of
 // 100,000 units a jump is a cache miss that the next lookup has to wait for.
 // The groups themselves are placed by a hash seeded per process like QHash's,
@@ -44,7 +44,7 @@ public:
     {
         if (slots.empty())
             return nullptr;
-        for (size_t i = home(key);; i = (i + 1) & mask()) {
+        for (size_t i = home(key);; i = next(i)) {
             const Slot& slot = slots[i];
             if (slot.stamp != stamp)
                 return nullptr;
@@ -59,7 +59,7 @@ public:
     {
         if (size_t(count + 1) * 2 > slots.size())
             grow();
-        for (size_t i = home(key);; i = (i + 1) & mask()) {
+        for (size_t i = home(key);; i = next(i)) {
             Slot& slot = slots[i];
             const bool used = slot.stamp == stamp;
             if (used && slot.key != key)
@@ -80,8 +80,7 @@ public:
     qsizetype probeLength(quint64 key) const
     {
         qsizetype walked = 1;
-        for (size_t i = home(key); slots[i].stamp == stamp && slots[i].key != key;
-             i = (i + 1) & mask())
+        for (size_t i = home(key); slots[i].stamp == stamp && slots[i].key != key; i = next(i))
             ++walked;
         return walked;
     }
@@ -95,6 +94,12 @@ private:
     };
 
     size_t mask() const { return slots.size() - 1; }
+    // A taken slot sends the search on to the next group, one slot further on.
+    // A run of identifiers whose group another run took first then lies in the
+    // next group in its order, found at the second slot looked at, where a
+    // step of one slot would walk through the whole run in its way. The step
+    // is odd, so the search still visits every slot of the table.
+    size_t next(size_t i) const { return (i + (size_t(1) << groupBits) + 1) & mask(); }
     size_t home(quint64 key) const
     {
         // The bits below the alignment choose the group too: a key that
