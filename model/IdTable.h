@@ -10,13 +10,13 @@
 // A table from 64-bit identifiers to small values, in one array: open
 // addressing, a taken slot sending the search on to the next group (next()).
 // Identifiers that differ only in their low bits (units made one after
-// another, which a snapshot lists one after another) keep their order inside a group of 64 slots, so that a run of
-// lookups walks the array instead of jumping about it: in a network of
-// 100,000 units a jump is a cache miss that the next lookup has to wait for.
-// The groups themselves are placed by a hash seeded per process like QHash's,
-// from all the bits outside the ordered ones, so a target cannot choose
-// identifiers that meet in one probe sequence; at worst its identifiers share
-// one slot per group. Entries are only added;
+// another, which a snapshot lists one after another) keep their order inside
+// a group of 64 slots, so that a run of lookups walks the array instead of
+// jumping about it: in a network of 100,000 units a jump is a cache miss that
+// the next lookup has to wait for. The groups themselves are placed by a hash
+// seeded per process like QHash's, from all the bits outside the ordered ones,
+// so a target cannot choose identifiers that meet in one probe sequence; at
+// worst its identifiers share one slot per group. Entries are only added;
 // reset() empties the table for the next network. A slot belongs to the
 // current contents only if it carries the table's stamp, so a reset that
 // keeps the capacity writes nothing: a large network's table is megabytes,
