@@ -116,6 +116,7 @@ private:
     void enterNode(const DSPConnection& connection, QPoint parentPosition, int inputIndex,
                    int inputCount, std::vector<LayoutStep>& steps);
     void placeNode(const DSPNode* node, QPoint position);
+    static void copyPlateName(const QString& name, QString* into);
     void addToGroup(quint64 groupId, QPoint position);
     QList<DSPConnection> keptInputs(const DSPNode* node, bool* collapsed);
     void hideSubTree(DSPNode* start);
