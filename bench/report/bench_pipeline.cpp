@@ -107,17 +107,11 @@ void BM_SnapshotBareRead(benchmark::State& state)
 // A 100,000-unit network lies in the processor's last cache, which the
 // machine's other work shares: one burst of it weighs on a single run of half
 // a second. The median of five runs is the figure.
-BENCHMARK(BM_SnapshotPipeline)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_SnapshotBareRead)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true)
-    ->Unit(benchmark::kMicrosecond);
+static void networkSizes(benchmark::internal::Benchmark* family)
+{
+    family->Arg(1000)->Arg(10000)->Arg(100000)->Repetitions(5)->ReportAggregatesOnly(true);
+    family->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(BM_SnapshotPipeline)->Apply(networkSizes);
+BENCHMARK(BM_SnapshotBareRead)->Apply(networkSizes);
