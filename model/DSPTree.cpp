@@ -368,7 +368,8 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
     const qsizetype first = firstRecordOffset(version);
     if (frame.size() < first)
         return false;
-    if (sameShape(frame, version)) {
+    const bool reused = sameShape(frame, version);
+    if (reused) {
         refreshValues(frame, version);
     } else {
         const char* cursor = frame.constData() + first;
@@ -382,7 +383,7 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
         retiredOrder.giveBlocksTo(order);
         DSPNode decodedHead;
         if (!readNode(cursor, frame.constData() + frame.size(), version, &decodedHead, decoded,
-                      order))
+                      order, frameBudget(frame, version)))
             return false;
         retiredOrder = std::move(readOrder);
         retiredNodes.swap(nodes);
@@ -397,7 +398,9 @@ bool DSPTree::readSnapshot(const QByteArray& frame, int version)
     }
     acceptedFrame = frame;
     readHeader(frame, version);
-    computeCPU();
+    // A full read of version 6 gave each unit its shares already.
+    if (reused || version != 6)
+        computeCPU();
     return true;
 }
 
@@ -495,12 +498,14 @@ bool DSPTree::acceptGroupFrame(const QByteArray& frame)
 
 // Reads the record at cursor as an input of parent, then the inputs of every
 // new unit behind it, depth first, and moves cursor behind the last of them.
+// With a budget (version 6), each new unit gets its CPU shares while its record
+// is still in the cache: a later pass over a large network waits for memory.
 // The target chooses the depth of the network, so the pending input counts are
 // kept on a heap stack rather than the call stack; the stack never holds more
 // entries than the frame holds records. False when the frame ends before the
 // records that the counts announce.
 bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                       DSPNodeTable& table, ReadOrder& order)
+                       DSPNodeTable& table, ReadOrder& order, float budget)
 {
     struct Pending
     {
@@ -519,10 +524,13 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
     quint64 firstHighBits = 0;
     while (!pending.empty()) {
         if (pending.back().remaining == 0) {
-            const DSPNode* done = pending.back().node;
+            DSPNode* done = pending.back().node;
             pending.pop_back();
-            if (!pending.empty())
-                pending.back().node->inclusiveTime += done->inclusiveTime;
+            if (pending.empty())
+                continue;
+            pending.back().node->inclusiveTime += done->inclusiveTime;
+            if (budget != 0.0f)
+                done->inclusiveCPU = static_cast<float>(done->inclusiveTime) / budget;
             continue;
         }
         if (end - cursor < size)
@@ -542,6 +550,8 @@ bool DSPTree::readNode(const char*& cursor, const char* end, int version, DSPNod
         } else {
             readRecord(cursor, version, entry, &links);
             entry->inclusiveTime = entry->exclusiveTime;
+            if (budget != 0.0f)
+                entry->exclusiveCPU = static_cast<float>(entry->exclusiveTime) / budget;
             // Its place in nodes, which the depth walk and the key of the
             // view index by (computeDepth, computeKeyPlaces).
             entry->depth = int(table.size() - 1);
@@ -625,6 +635,24 @@ qint8 DSPTree::levelToDecibels(quint32 rawLevel)
     return static_cast<qint8>(static_cast<int>(db));
 }
 
+// The time of one block in the units' time unit; 0 where the header gives none.
+float DSPTree::cpuBudget(qint32 sampleRate, qint32 blockLength)
+{
+    if (sampleRate == 0 || blockLength == 0)
+        return 0.0f;
+    return static_cast<float>(blockLength) * 1000.0f * 1000.0f / static_cast<float>(sampleRate);
+}
+
+// The budget of a version 6 frame, read before its records; 0 for the other
+// versions, whose shares wait for the root's time.
+float DSPTree::frameBudget(const QByteArray& frame, int version)
+{
+    if (version != 6)
+        return 0.0f;
+    const char* header = frame.constData() + frameHeaderSize;
+    return cpuBudget(readI32(header), readI32(header + 4));
+}
+
 void DSPTree::computeCPU()
 {
     if (totalCPU != 0.0f) {
@@ -638,10 +666,9 @@ void DSPTree::computeCPU()
         }
         return;
     }
-    if (sampleRate == 0 || blockLength == 0)
+    const float budget = cpuBudget(sampleRate, blockLength);
+    if (budget == 0.0f)
         return;
-    const float budget =
-        static_cast<float>(blockLength) * 1000.0f * 1000.0f / static_cast<float>(sampleRate);
     for (DSPNode* node : std::as_const(nodes)) {
         node->inclusiveCPU = static_cast<float>(node->inclusiveTime) / budget;
         node->exclusiveCPU = static_cast<float>(node->exclusiveTime) / budget;

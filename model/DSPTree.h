@@ -150,11 +150,13 @@ private:
     bool decodeGroupPacket();
     bool readSnapshot(const QByteArray& frame, int version);
     bool readNode(const char*& cursor, const char* end, int version, DSPNode* parent,
-                  DSPNodeTable& table, ReadOrder& order);
+                  DSPNodeTable& table, ReadOrder& order, float budget);
     bool sameShape(const QByteArray& frame, int version) const;
     void refreshValues(const QByteArray& frame, int version);
     void readHeader(const QByteArray& frame, int version);
     void computeCPU();
+    static float cpuBudget(qint32 sampleRate, qint32 blockLength);
+    static float frameBudget(const QByteArray& frame, int version);
     void computeDepth();
     void computeKeyPlaces();
     bool rewalkDepths(qint64 budget);
